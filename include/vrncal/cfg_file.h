@@ -1,0 +1,57 @@
+// CCfgFile: a small sectioned key=value text store.
+//
+// It reads a whole INI-style file into memory, answers typed lookups with a
+// caller-supplied default, and rewrites the whole file on every change made
+// through a setter.  The parsing rules are deliberately minimal (no trimming,
+// no quoting, no escapes); calibration files in the field are written to
+// match them.
+#ifndef VRNCAL_CFG_FILE_H
+#define VRNCAL_CFG_FILE_H
+
+#include <map>
+#include <string>
+
+#include "vrncal/export.h"
+
+// One key=value line.
+struct tagDataItem {
+    int index = -1;  // running ordinal in the loaded file; -1 when set by a setter
+    std::string key;
+    std::string value;
+};
+
+// One section.
+struct tagDataSect {
+    int index = -1;    // running ordinal in the loaded file; -1 when set by a setter
+    std::string name;  // as read; empty for a section created by a setter
+    std::map<std::string, tagDataItem*> items;
+};
+
+class VRNCAL_API CCfgFile {
+public:
+    std::string filename;
+    std::map<std::string, tagDataSect*> sections;
+
+    CCfgFile();
+    ~CCfgFile();
+    CCfgFile(const CCfgFile&) = delete;
+    CCfgFile& operator=(const CCfgFile&) = delete;
+
+    void setFilename(std::string path);
+    int loadItems(std::string path);
+    int saveItems(std::string path);
+    void resetData();
+    void listData();
+
+    float GetFloat(std::string section, std::string key, float def);
+    double GetDouble(std::string section, std::string key, double def);
+    int GetInt(std::string section, std::string key, int def);
+    std::string GetString(std::string section, std::string key, std::string def);
+
+    void SetInt(std::string section, std::string key, int value);
+    void SetString(std::string section, std::string key, std::string value);
+    void SetFloat(std::string section, std::string key, float value);
+    void SetDouble(std::string section, std::string key, double value);
+};
+
+#endif

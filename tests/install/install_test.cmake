@@ -1,0 +1,41 @@
+# Run by ctest in script mode; see CMakeLists.txt beside it.
+file(REMOVE_RECURSE ${WORK_DIR})
+set(prefix ${WORK_DIR}/prefix)
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}\n${err}")
+  endif()
+  set(last_output "${out}" PARENT_SCOPE)
+endfunction()
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+foreach(f include/vrncal/vrncal.h lib/libvrncal.so lib/libvrncal.so.1 lib/libvrncal.so.1.0.0
+          lib/cmake/vrncal/vrncalConfig.cmake lib/pkgconfig/vrncal.pc)
+  if(NOT EXISTS ${prefix}/${f})
+    message(FATAL_ERROR "missing after install: ${f}")
+  endif()
+endforeach()
+
+# 1. find_package
+run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/cmake-build
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX})
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
+run(${WORK_DIR}/cmake-build/consumer)
+if(NOT last_output MATCHES "32768 32768")
+  message(FATAL_ERROR "unexpected consumer output: ${last_output}")
+endif()
+
+# 2. pkg-config
+set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+run(pkg-config --cflags --libs vrncal)
+string(STRIP "${last_output}" flags)
+separate_arguments(flags UNIX_COMMAND "${flags}")
+run(${CXX} -std=c++17 ${CONSUMER_DIR}/consumer.cpp ${flags} -Wl,-rpath,${prefix}/lib
+    -o ${WORK_DIR}/consumer-pc)
+run(${WORK_DIR}/consumer-pc)
+if(NOT last_output MATCHES "32768 32768")
+  message(FATAL_ERROR "unexpected consumer output: ${last_output}")
+endif()
