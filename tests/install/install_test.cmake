@@ -12,8 +12,8 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
-foreach(f include/vrncal/vrncal.h lib/libvrncal.so lib/libvrncal.so.1 lib/libvrncal.so.1.0.0
-          lib/cmake/vrncal/vrncalConfig.cmake lib/pkgconfig/vrncal.pc)
+foreach(f include/vrncal/vrncal.h ${LIBDIR}/libvrncal.so ${LIBDIR}/libvrncal.so.1 ${LIBDIR}/libvrncal.so.1.0.0
+          ${LIBDIR}/cmake/vrncal/vrncalConfig.cmake ${LIBDIR}/pkgconfig/vrncal.pc)
   if(NOT EXISTS ${prefix}/${f})
     message(FATAL_ERROR "missing after install: ${f}")
   endif()
@@ -29,11 +29,11 @@ if(NOT last_output MATCHES "32768 32768")
 endif()
 
 # 2. pkg-config
-set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
 run(pkg-config --cflags --libs vrncal)
 string(STRIP "${last_output}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
-run(${CXX} -std=c++17 ${CONSUMER_DIR}/consumer.cpp ${flags} -Wl,-rpath,${prefix}/lib
+run(${CXX} -std=c++17 ${CONSUMER_DIR}/consumer.cpp ${flags} -Wl,-rpath,${prefix}/${LIBDIR}
     -o ${WORK_DIR}/consumer-pc)
 run(${WORK_DIR}/consumer-pc)
 if(NOT last_output MATCHES "32768 32768")
