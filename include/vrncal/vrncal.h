@@ -13,5 +13,6 @@
 #include "vrncal/solver.h"
 #include "vrncal/string_util.h"
 #include "vrncal/facade.h"
+#include "vrncal/batch.h"
 
 #endif
