@@ -4,7 +4,31 @@
 // caller-supplied default, and rewrites the whole file on every change made
 // through a setter.  The parsing rules are deliberately minimal (no trimming,
 // no quoting, no escapes); calibration files in the field are written to
-// match them.
+// match them:
+//   - only a ';' in the first column starts a comment;
+//   - a '[' line names the section by its text between the first and the
+//     last character (trailing CRs removed first); the ']' is not checked;
+//   - keys and values are not trimmed, and a value from a CRLF file keeps its
+//     CR; a line without '=' is kept with the whole line as key and value;
+//   - a repeated section header discards the earlier section, a repeated key
+//     keeps its first value.
+//
+// Lookups insert an empty entry (a null record) for a missing section or key
+// and return the default.  A value that is not a number raises
+// std::invalid_argument, one out of range std::out_of_range ("stof" or
+// "stoi"); GetDouble converts through float, so it carries single precision.
+//
+// Behaviour chosen where callers could otherwise crash or leak:
+//   - the null entries left by failed lookups are skipped by listData and
+//     saveItems; a store holding only such entries writes an empty file;
+//   - the writer uses the named locale "chs" where the platform has it and
+//     the classic locale otherwise (it writes text only, so the bytes are the
+//     same either way);
+//   - records pushed out by a repeated section header or key are freed at
+//     once.
+//
+// saveItems (and so every setter) prints the trace line "mymap contains:" to
+// standard output; listData prints the whole store there.
 #ifndef VRNCAL_CFG_FILE_H
 #define VRNCAL_CFG_FILE_H
 
