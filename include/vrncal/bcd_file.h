@@ -25,13 +25,24 @@ public:
     static bool LoadBcdFile(const char* path, tagLenPar& par);
 
     // Reads a correction table text file into the record.  Returns 1 when the
-    // file was read, 0 when the nine-point grid is missing or malformed.  A
-    // numeric key whose value is not a number raises std::invalid_argument or
-    // std::out_of_range ("stof"/"stoi") out of the call.
+    // file was read, 0 when the nine-point grid ("PNT0".."PNT8" in [Cal3]) is
+    // missing or malformed; a missing file gives 0.  Each field is stored as
+    // soon as it is read, so a failed load leaves the record partly updated.
+    // Only ValSize, Resolution, the lens flags and "order" come from
+    // [CalCoefs]; every later key is read from [Cal3].  Complete grids of
+    // [Cal5], [Cal9], [Cal17], [Cal33], [Cal65], [Cal25] are appended to
+    // Stacks without clearing it; incomplete ones are dropped silently.
+    // InOrder is 1 when "order", truncated toward zero, reaches the grid size;
+    // an order that is NaN or beyond the int range counts as INT_MIN (as the
+    // x86-64 conversion gives), so no grid is in order.
+    // A numeric key whose value is not a number raises std::invalid_argument or
+    // std::out_of_range ("stof"/"stoi") out of the call.  A null path raises
+    // std::logic_error("basic_string::_M_construct null not valid") before
+    // anything is read.
     static int LoadCorFile(const char* path, tagLenPar& par);
 
     // Grid level to points per side: 1 -> 5, 2 -> 9, 3 -> 17, 4 -> 33,
-    // 5 -> 65, 6 -> 25, anything else -> 3.
+    // 5 -> 65, 6 -> 25 (not 2^6 + 1, on purpose), anything else -> 3.
     static int GetCalOrder(int level);
 
     // Reads FieldSize, ValSize and the count at offset 34 from a file's
