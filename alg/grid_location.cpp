@@ -81,7 +81,6 @@ CellEdges<T> interpolateEdges(const tagCalData& p00, const tagCalData& p01,
     e.topY = std::fabs(r01y - r00y) == 0 ? r00y : (r01y - r00y) * ux / h + r00y;
     e.bottomX = (r11x - r10x) * lx / h + r10x;
     e.bottomY = std::fabs(r11y - r10y) == 0 ? r10y : (r11y - r10y) * lx / h + r10y;
-    // Left and right x add the corner first; float results depend on the order.
     e.leftX = std::fabs(r10x - r00x) == 0 ? r00x : r00x + (r10x - r00x) * uy / h;
     e.leftY = (r10y - r00y) * uy / h + r00y;
     e.rightX = std::fabs(r11x - r01x) == 0 ? r01x : r01x + (r11x - r01x) * ry / h;
