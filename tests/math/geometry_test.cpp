@@ -43,10 +43,11 @@ TEST(IsOnline, AbsoluteToleranceAndSegmentBox) {
     EXPECT_FALSE(IsOnline({0.5000006f, 0.4999994f}, diag));    // cross product -1.2e-6
     EXPECT_TRUE(IsOnline({1.0f, 1.0f}, diag));                 // an end point
     EXPECT_FALSE(IsOnline({1.5f, 1.5f}, diag));                // collinear, beyond the end
-    // The tolerance is not scaled: far along a long segment a visible offset passes.
-    const LineSegment tiny{{0.0f, 0.0f}, {1e-4f, 0.0f}};
-    EXPECT_TRUE(IsOnline({5e-5f, 0.0f}, tiny));
-    EXPECT_FALSE(IsOnline({kNaN, 0.0f}, diag));
+    // The tolerance is not scaled: next to a short segment a point a tenth of
+    // its length away still counts as on it.
+    const LineSegment tiny{{0.0f, 0.0f}, {1e-3f, 1e-3f}};
+    EXPECT_TRUE(IsOnline({6e-4f, 4e-4f}, tiny));
+    EXPECT_FALSE(IsOnline({std::numeric_limits<float>::quiet_NaN(), 0.5f}, diag));
 }
 
 TEST(Intersect, TouchingAndParallelSegments) {
