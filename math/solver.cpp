@@ -103,7 +103,7 @@ int MVLPkg::UnsafeSolveLinearEquations(unsigned int n, unsigned int /*columns*/,
             for (std::size_t k = 0; k < j; ++k) sum -= W(i, k) * W(k, j);
             W(i, j) = sum;
             const double candidate = std::fabs(sum) / scale[i];
-            if (candidate > best) {
+            if (candidate > best) {  // ties keep the first row
                 best = candidate;
                 pivot = i;
             }
