@@ -183,3 +183,53 @@ TEST(CoefFit, DegeneratePointsGiveNonFiniteCoefficients) {
     EXPECT_FALSE(std::isfinite(par.CalCoefs.k[2]));
     EXPECT_EQ(par.CalCoefs.ScaleX, 1.0);
 }
+
+TEST(CoefFit, EndToEndLensWithQuadraticDistortionAndKeystone) {
+    // The lens puts a spot commanded to (x, y) field units at
+    //   x + 5e-4 x^2 + 3e-4 x y,   y - 4e-4 y^2 + 2e-4 x y
+    // (quadratic distortion plus keystone, up to 1.35 units at the corners).
+    // These are the nine spots measured for the nominal grid at +-40.
+    const float measured[9][2] = {{-39.68f, 39.04f}, {0.0f, 39.36f},    {41.28f, 39.68f},
+                                  {-39.2f, 0.0f},    {0.0f, 0.0f},      {40.8f, 0.0f},
+                                  {-38.72f, -40.32f}, {0.0f, -40.64f}, {40.32f, -40.96f}};
+    tagLenPar par = recordWith(measured);
+    CCalibAlg::MVLSMCoef(par);
+
+    // Where the head must be driven, in counts, for the spot to land on each
+    // nominal position: the lens inverted exactly (Newton, double precision),
+    // times 655.35 counts per unit, plus the centre 32768.
+    struct Node {
+        float x, y;
+        double cx, cy;
+    };
+    const Node nodes[] = {
+        {-40, 40, 6346.3934, 59639.3982}, {0, 40, 32768.0000, 59415.4077},
+        {40, 40, 58181.7018, 59203.5148}, {-40, 0, 6007.6378, 32768.0000},
+        {0, 0, 32768.0000, 32768.0000},   {40, 0, 58477.6980, 32768.0000},
+        {-40, -40, 5671.1023, 6751.9747}, {0, -40, 32768.0000, 6960.5163},
+        {40, -40, 58770.9781, 7157.5664},
+    };
+    // Tolerance 4 counts (0.006 field units).  The nine-point model matches the
+    // inverse lens to first order in the distortion; the second-order remainder
+    // it cannot represent (terms like 2a^2 x^3 and 3ae x^2 y) peaks at 3.03
+    // counts, at (-40, -40), when the same steps are evaluated independently;
+    // the float output adds at most 0.004.  Without correction the same nodes
+    // are off by up to 883 counts, so any first-order mistake fails here.
+    constexpr double kTolerance = 4.0;
+    for (const Node& n : nodes) {
+        tagKelPointF out;
+        EXPECT_EQ(CCalibAlg::CalibPoint2_new(par, {n.x, n.y}, out), 1);
+        EXPECT_NEAR(out.x, n.cx, kTolerance) << "at (" << n.x << ", " << n.y << ")";
+        EXPECT_NEAR(out.y, n.cy, kTolerance) << "at (" << n.x << ", " << n.y << ")";
+    }
+
+    // The spots themselves: a request for a measured position is driven to
+    // where the head was commanded when it was measured.  The cross fits are
+    // least squares over nine points, so these too leave up to 0.98 counts.
+    for (int i = 0; i < 9; ++i) {
+        tagKelPointF out;
+        CCalibAlg::CalibPoint2_new(par, {measured[i][0], measured[i][1]}, out);
+        EXPECT_NEAR(out.x, 32768.0 + 655.35 * kNominal[i][0], 1.0) << "point " << i;
+        EXPECT_NEAR(out.y, 32768.0 + 655.35 * kNominal[i][1], 1.0) << "point " << i;
+    }
+}
