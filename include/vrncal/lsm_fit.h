@@ -11,9 +11,19 @@
 // purpose: calibration files hold coefficients produced by it, to the last bit.
 //
 // All arrays are fixed-size and indexed from 1.  At most 40 samples and 20
-// explanatory values; nothing checks the capacities.  Proj keeps 21 columns per
-// row in contiguous storage, so with more than 20 samples a row runs on into
-// the next one; that overlap is part of the behaviour.
+// explanatory values: init keeps the first 40 samples and the first 20 values
+// of each (the stride through x stays the full sample length), and OLS and the
+// expansions clamp nSample and nVar to the same limits, so no count written
+// into the members reaches past the arrays.  An empty y loads an empty problem.
+// Proj keeps 21 columns per row in contiguous storage, so with more than 20
+// samples a row runs on into the next one; that overlap is part of the
+// behaviour.  With 20 values and more than 20 samples the last row runs past
+// Proj itself; that tail lives in a scratch of OLS and is not kept (Normal is
+// not touched).  creatorder and creataorder do nothing for k above 21, the
+// last position of order.
+//
+// The constructor sets det to 0.0 and zeroes every other member, so OLS on a
+// fresh object solves an empty problem (det = 1.0, Coef unchanged).
 #ifndef VRNCAL_LSM_FIT_H
 #define VRNCAL_LSM_FIT_H
 

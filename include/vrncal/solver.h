@@ -9,6 +9,18 @@
 //   1  singular to working precision, or the refinement stopped improving
 //   2  a row of the matrix is entirely zero
 //   3  an exception was raised inside the solver
+//
+// Malformed calls are refused rather than read out of bounds: Gauss returns an
+// empty vector when a row holds fewer than n + 1 entries, and
+// UnsafeSolveLinearEquations throws std::invalid_argument (so
+// SolveLinearEquations returns 3) when a has fewer than n rows, a row of a has
+// fewer than n entries, or b or x has fewer than n; x is then not written.
+//
+// The refinement runs until the correction is small against x (relative
+// 5.69e-14), checking for divergence only on its second pass.  It stops after
+// at most 1000000 passes and reports 1 if it has not settled by then (x holds
+// the last values).  A row whose entries are all NaN has no largest magnitude
+// and counts as a zero row (2).
 #ifndef VRNCAL_SOLVER_H
 #define VRNCAL_SOLVER_H
 
