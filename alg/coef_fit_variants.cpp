@@ -64,7 +64,8 @@ void fitShape(tagLenPar& par) {
     tagCalData column[2] = {p[1], p[7]};
     tagCalData row[2] = {p[3], p[5]};
     c.Y2XAngle = CCalibAlg::GetTwoLineAngle(column, row);
-    const double t = std::fabs(c.Y2XAngle) >= 1e-6 ? std::tan(c.Y2XAngle - 1.5707963267948966) : 0.0;
+    const double t =
+        std::fabs(c.Y2XAngle) >= 1e-6 ? std::tan(c.Y2XAngle - 1.5707963267948966) : 0.0;
     c.PLX = t;
     c.PLY = t;
 

@@ -253,7 +253,8 @@ void setShape(tagLenPar& par) {
 TEST(CalibPoint6, ShapeThenSixTermPolynomialInCounts) {
     tagLenPar par;
     setShape(par);
-    setCoefs(par, {3.7, -2.9, 655.1, 656.2, 1.9, -2.3, -2.1e-4, 1.7e-4, 0.011, -0.013, 0.007, 0.009});
+    setCoefs(par,
+             {3.7, -2.9, 655.1, 656.2, 1.9, -2.3, -2.1e-4, 1.7e-4, 0.011, -0.013, 0.007, 0.009});
     expectCases(&CCalibAlg::CalibPoint6, par, {
         {26.57f, 39.82f, 0x1.895f6p+15f, 0x1.c881ap+15f},
         {-19.85f, 37.47f, 0x1.2bf7b4p+14f, 0x1.c057c4p+15f},
