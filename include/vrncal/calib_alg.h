@@ -32,15 +32,28 @@ struct tagStkGrid {
     std::vector<tagGridCell> Cells;
 };
 
-// Per-cell coefficients of the grid-wise solver (see MVLSolve).
+// One cell of the grid-wise fit (MVLSolve).  Inside the cell, whose nominal
+// top-left corner P00 is (X0, Y0) and bottom-right corner P11 is (X1, Y1), the
+// measured position is a bilinear function of the offsets from P00,
+//     u = X - X0,  v = Y - Y0  (in double; v is negative inside the cell):
+//     RealX = kx[0] + kx[1]*u + kx[2]*v + kx[3]*u*v
+//     RealY = ky[0] + ky[1]*u + ky[2]*v + ky[3]*u*v
+// summed left to right.  It reproduces the measured positions of the four
+// corners: kx[0], ky[0] are those of P00 exactly.
 struct tagMVLCoef {
+    float X0 = 0.0f;  // nominal X of P00
+    float Y0 = 0.0f;  // nominal Y of P00
+    float X1 = 0.0f;  // nominal X of P11
+    float Y1 = 0.0f;  // nominal Y of P11
     double kx[4] = {};
     double ky[4] = {};
 };
 
-// The per-cell coefficients of one stack, row-major over its (Size-1)^2 cells.
+// The per-cell coefficients of one stack, row-major over its (Size-1)^2 cells:
+// the cell of row r and column c (top-left point Points[r*Size + c]) is
+// Cells[r*(Size-1) + c].
 struct tagStkMVLCoef {
-    int Size = 0;
+    int Size = 0;  // points per side of the stack the cells come from
     std::vector<tagMVLCoef> Cells;
 };
 
@@ -285,9 +298,10 @@ public:
     //   X = x * (x > 0 ? SXR : SXL) * kc,  Y = y * (y > 0 ? SYT : SYB) * kc
     //   U = k4*X*X*X + k6*X*X*Y + k8*X*Y*Y + k10*Y*Y*Y + (k0*X + k2*Y)
     //   V = k7*X*Y*Y + k5*Y*Y*Y + k9*X*X*Y + k11*X*X*X + (k1*Y + k3*X)
-    // each summed left to right in this grouping, in double.  Gain tables (grid = 1) looked up at U and V themselves, mirrored, and
-    // multiplied in double.  HalfResolution is added and the clamp made in
-    // double; only the clamped value is stored.
+    // each summed left to right in this grouping, in double.  Gain tables
+    // (grid = 1) looked up at U and V themselves, mirrored, and multiplied in
+    // double.  HalfResolution is added and the clamp made in double; only the
+    // clamped value is stored.
     static int CalibPoint12(const tagLenPar& par, tagKelPointF in, tagKelPointF& out);
 
     // Shape correction, a six-term polynomial per axis in counts, then the
@@ -295,10 +309,11 @@ public:
     //   (x, y) = ShapePoint(in)
     //   X = (k2*x + k0) + k4*y + k6*x*y*y + k8*x*x + k10*y*y
     //   Y = (k3*y + k1) + k5*x + k7*x*x*y + k9*y*y + k11*x*x
-    // summed left to right and stored; then, exactly as CalibPoint2_new after its cross term: the grid
-    // residual of all stacks looked up at the mirrored input, scaled by kc and
-    // ScaleX/ScaleY (traded when XYFlip is set) and applied at a quarter when
-    // 0.001 or less; gain tables at the input as passed; shift and clamp.
+    // summed left to right and stored; then, exactly as CalibPoint2_new after
+    // its cross term: the grid residual of all stacks looked up at the
+    // mirrored input, scaled by kc and ScaleX/ScaleY (traded when XYFlip is
+    // set) and applied at a quarter when 0.001 or less; gain tables at the
+    // input as passed; shift and clamp.
     static int CalibPoint6(const tagLenPar& par, tagKelPointF in, tagKelPointF& out);
 
     // CalibPoint2_new without the quadratic pre-warp (fitted by MVLSMCoef2):
@@ -310,7 +325,25 @@ public:
 
     // ---- Grid-wise multivariable solver ----------------------------------
 
-    static int MVLSolve(const tagLenPar& par, const tagStack& stack, tagStkMVLCoef& coefs);
+    // Fits every cell of the stack with the bilinear map of tagMVLCoef, from
+    // nominal position to measured position, through its four corners: per
+    // cell and axis the 4 x 4 system of the corners, solved with MVLPkg::Gauss.
+    // The result is a continuous, piecewise bilinear model of the measured
+    // grid that a host can evaluate anywhere in the grid (MVLEval), for
+    // example to look at the measured deviation between the grid points.
+    // Returns 1 with coefs.Size = stack.Size and (Size-1)^2 cells; returns 0
+    // with coefs.Size = 0 and no cells when Size < 2 or Points holds fewer
+    // than Size*Size records.  A cell with coincident nominal corners gets
+    // non-finite coefficients; nothing else is checked.
+    static int MVLSolve(const tagStack& stack, tagStkMVLCoef& coefs);
+
+    // The measured position that the fit of MVLSolve gives for a nominal
+    // point: the first cell in row-major order with X0 <= x <= X1 and
+    // Y1 <= y <= Y0 (inclusive, as the grid lookup, so a point on a shared
+    // edge belongs to the upper or left cell) is evaluated, the result stored
+    // as floats.  Returns 1, or 0 with measured = nominal when no cell holds
+    // the point (outside the grid, or an empty fit).  Allocates nothing.
+    static int MVLEval(const tagStkMVLCoef& coefs, tagKelPointF nominal, tagKelPointF& measured);
 };
 
 #endif
