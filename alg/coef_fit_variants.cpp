@@ -1,1 +1,406 @@
-// Not written yet.
+// The fitting variants: each fills the coefficients of one member of the
+// alternative correction family from the nine calibration points Cal3Pnts.
+// The models and the fields each variant writes are documented in
+// calib_alg.h.
+//
+// Every fit maps where the spot must land (the measured position RealX, RealY,
+// the explanatory value) to where the head was driven to put it there (the
+// nominal position X, Y, the observation).  Correcting a requested point p
+// then drives the head to where, by the measurements, the spot lands on p.
+//
+// Nothing is checked: degenerate points give infinities or NaNs in the
+// coefficients, which are stored as they come.
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+#include "math/fp.h"
+#include "vrncal/calib_alg.h"
+#include "vrncal/lsm_fit.h"
+#include "vrncal/solver.h"
+
+using vrncal_detail::stored;
+
+namespace {
+
+constexpr int kPoints = 9;
+
+double countsPerUnit(const tagLenPar& par) {
+    return static_cast<double>(par.Resolution) / par.FieldSize;
+}
+
+// Least squares without intercept of obs on the N explanatory values of each
+// of the nine rows; the result goes to c[0..N-1].
+template <std::size_t N>
+void fitNine(CMvLsmFit& fit, const double (&rows)[kPoints][N], const double (&obs)[kPoints],
+             double (&c)[N]) {
+    std::vector<double> x;
+    x.reserve(kPoints * N);
+    for (const auto& row : rows) x.insert(x.end(), row, row + N);
+    fit.init(x, std::vector<double>(obs, obs + kPoints));
+    fit.OLS();
+    for (std::size_t j = 0; j < N; ++j) c[j] = fit.Coef[j + 1];
+}
+
+// The analytic shape terms (half axes, offsets, angle and shear, side gains
+// and overall gains, keystone terms) read off the raw points, with the same
+// roundings as the main fit takes them off its pre-warped points: the shape
+// correction of CalibPoint2 and CalibPoint6 has no pre-warp in front of it.
+void fitShape(tagLenPar& par) {
+    tagCalCoefs& c = par.CalCoefs;
+    tagCalData p[kPoints];
+    for (int i = 0; i < kPoints; ++i) p[i] = c.Cal3Pnts[i];
+
+    c.AxisXL = std::fabs(p[3].RealX);
+    c.AxisXR = std::fabs(p[5].RealX);
+    c.AxisYT = std::fabs(p[1].RealY);
+    c.AxisYB = std::fabs(p[7].RealY);
+    c.OX = (c.AxisXR - c.AxisXL) * 0.5;
+    c.OY = (c.AxisYT - c.AxisYB) * 0.5;
+
+    // Angle between the middle column and the middle row; a near-zero angle
+    // (the value the angle function gives for exactly perpendicular axes)
+    // means no shear rather than tan(-pi/2).
+    tagCalData column[2] = {p[1], p[7]};
+    tagCalData row[2] = {p[3], p[5]};
+    c.Y2XAngle = CCalibAlg::GetTwoLineAngle(column, row);
+    const double t =
+        std::fabs(c.Y2XAngle) >= 1e-6 ? std::tan(c.Y2XAngle - 1.5707963267948966) : 0.0;
+    c.PLX = t;
+    c.PLY = t;
+
+    c.SXL = par.ValSize / (2.0 * c.AxisXL);
+    c.SXR = par.ValSize / (2.0 * c.AxisXR);
+    c.ScaleX = par.ValSize / (c.AxisXL + c.AxisXR);
+    c.SYT = par.ValSize / (2.0 * c.AxisYT);
+    c.SYB = par.ValSize / (2.0 * c.AxisYB);
+    c.ScaleY = par.ValSize / (c.AxisYT + c.AxisYB);
+
+    // Keystone: the x terms are slopes of the left and right edges over y, the
+    // y terms slopes of the top and bottom edges over x, in float.
+    float u[kPoints] = {};
+    for (int i : {0, 2, 6, 8}) u[i] = stored(p[i].RealX - p[i].RealY * t);
+    const float left = p[6].RealY - p[0].RealY;
+    const float right = p[8].RealY - p[2].RealY;
+    const float top = u[0] - u[2];
+    const float bottom = u[6] - u[8];
+    c.TXL = std::fabs(left) < 1e-6 ? 0.0 : (u[6] - u[0]) / left;
+    c.TXR = std::fabs(right) < 1e-6 ? 0.0 : (u[8] - u[2]) / right;
+    c.TYT = std::fabs(top) < 1e-6 ? 0.0 : (p[0].RealY - p[2].RealY) / top;
+    c.TYB = std::fabs(bottom) < 1e-6 ? 0.0 : (p[6].RealY - p[8].RealY) / bottom;
+}
+
+// The measured points shaped with the terms fitShape has stored.
+void shapedPoints(const tagLenPar& par, double (&x)[kPoints], double (&y)[kPoints]) {
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        tagKelPointF s;
+        s.x = p.RealX;
+        s.y = p.RealY;
+        CCalibAlg::ShapePoint(par, s, s);
+        x[i] = s.x;
+        y[i] = s.y;
+    }
+}
+
+// Writes zero into k[first..last] step 1.
+void clearCoefs(tagLenPar& par, int first, int last) {
+    for (int i = first; i <= last; ++i) par.CalCoefs.k[i] = 0.0;
+}
+
+}  // namespace
+
+void CCalibAlg::MVLSMCoef2(tagLenPar& par) {
+    const double k = countsPerUnit(par);
+    fitShape(par);
+
+    double x[kPoints];
+    double y[kPoints];
+    shapedPoints(par, x, y);
+
+    // The pincushion cross terms in counts, as the main fit's last two fits.
+    double rows3[kPoints][1];
+    double obs3[kPoints];
+    double rows4[kPoints][1];
+    double obs4[kPoints];
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        rows3[i][0] = x[i] * y[i] * y[i];
+        obs3[i] = p.X * k - k * x[i];
+        rows4[i][0] = x[i] * y[i] * x[i];
+        obs4[i] = p.Y * k - y[i] * k;
+    }
+    CMvLsmFit fit;
+    double c3[1];
+    double c4[1];
+    fitNine(fit, rows3, obs3, c3);
+    fitNine(fit, rows4, obs4, c4);
+
+    double* kk = par.CalCoefs.k;
+    kk[0] = 1.0;
+    kk[2] = c3[0];
+    kk[1] = 1.0;
+    kk[3] = c4[0];
+}
+
+void CCalibAlg::MVLSMCoef4(tagLenPar& par) {
+    const double k = countsPerUnit(par);
+    double rowsX[kPoints][2];
+    double obsX[kPoints];
+    double rowsY[kPoints][2];
+    double obsY[kPoints];
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        const double x = p.RealX;
+        const double y = p.RealY;
+        rowsX[i][0] = 1.0;
+        rowsX[i][1] = x;
+        obsX[i] = p.X * k;
+        rowsY[i][0] = 1.0;
+        rowsY[i][1] = y;
+        obsY[i] = p.Y * k;
+    }
+    CMvLsmFit fit;
+    double cx[2];
+    double cy[2];
+    fitNine(fit, rowsX, obsX, cx);
+    fitNine(fit, rowsY, obsY, cy);
+
+    double* kk = par.CalCoefs.k;
+    kk[0] = cx[0];
+    kk[2] = cx[1];
+    kk[1] = cy[0];
+    kk[3] = cy[1];
+    clearCoefs(par, 4, 13);
+}
+
+void CCalibAlg::MVLSMCoef6(tagLenPar& par) {
+    const double k = countsPerUnit(par);
+    fitShape(par);
+
+    double x[kPoints];
+    double y[kPoints];
+    shapedPoints(par, x, y);
+
+    double rowsX[kPoints][6];
+    double obsX[kPoints];
+    double rowsY[kPoints][6];
+    double obsY[kPoints];
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        const double xi = x[i];
+        const double yi = y[i];
+        const double xs[6] = {1.0, xi, yi, xi * yi * yi, xi * xi, yi * yi};
+        const double ys[6] = {1.0, yi, xi, xi * xi * yi, yi * yi, xi * xi};
+        for (int j = 0; j < 6; ++j) {
+            rowsX[i][j] = xs[j];
+            rowsY[i][j] = ys[j];
+        }
+        obsX[i] = p.X * k;
+        obsY[i] = p.Y * k;
+    }
+    CMvLsmFit fit;
+    double cx[6];
+    double cy[6];
+    fitNine(fit, rowsX, obsX, cx);
+    fitNine(fit, rowsY, obsY, cy);
+
+    // Column j of the x fit is k[2j], of the y fit k[2j + 1].
+    for (int j = 0; j < 6; ++j) {
+        par.CalCoefs.k[2 * j] = cx[j];
+        par.CalCoefs.k[2 * j + 1] = cy[j];
+    }
+}
+
+void CCalibAlg::MVLSMCoef8(tagLenPar& par) {
+    double rowsX[kPoints][4];
+    double obsX[kPoints];
+    double rowsY[kPoints][4];
+    double obsY[kPoints];
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        const double x = p.RealX;
+        const double y = p.RealY;
+        const double xs[4] = {1.0, x, y, x * y};
+        const double ys[4] = {1.0, y, x, x * y};
+        for (int j = 0; j < 4; ++j) {
+            rowsX[i][j] = xs[j];
+            rowsY[i][j] = ys[j];
+        }
+        obsX[i] = p.X;
+        obsY[i] = p.Y;
+    }
+    CMvLsmFit fit;
+    double cx[4];
+    double cy[4];
+    fitNine(fit, rowsX, obsX, cx);
+    fitNine(fit, rowsY, obsY, cy);
+
+    clearCoefs(par, 0, 17);
+    double* kk = par.CalCoefs.k;
+    kk[16] = cx[0];
+    kk[14] = cx[1];
+    kk[10] = cx[2];
+    kk[8] = cx[3];
+    kk[17] = cy[0];
+    kk[15] = cy[1];
+    kk[11] = cy[2];
+    kk[9] = cy[3];
+}
+
+void CCalibAlg::MVLSMCoef10(tagLenPar& par) {
+    double rowsX[kPoints][5];
+    double obsX[kPoints];
+    double rowsY[kPoints][5];
+    double obsY[kPoints];
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        const double x = p.RealX;
+        const double y = p.RealY;
+        const double xs[5] = {1.0, x, y, x * y, x * y * y};
+        const double ys[5] = {1.0, y, x, x * y, x * x * y};
+        for (int j = 0; j < 5; ++j) {
+            rowsX[i][j] = xs[j];
+            rowsY[i][j] = ys[j];
+        }
+        obsX[i] = p.X;
+        obsY[i] = p.Y;
+    }
+    CMvLsmFit fit;
+    double cx[5];
+    double cy[5];
+    fitNine(fit, rowsX, obsX, cx);
+    fitNine(fit, rowsY, obsY, cy);
+
+    clearCoefs(par, 0, 17);
+    double* kk = par.CalCoefs.k;
+    kk[16] = cx[0];
+    kk[14] = cx[1];
+    kk[10] = cx[2];
+    kk[8] = cx[3];
+    kk[2] = cx[4];
+    kk[17] = cy[0];
+    kk[15] = cy[1];
+    kk[11] = cy[2];
+    kk[9] = cy[3];
+    kk[3] = cy[4];
+}
+
+void CCalibAlg::MVLSMCoef12(tagLenPar& par) {
+    tagCalCoefs& c = par.CalCoefs;
+    const tagCalData* p = c.Cal3Pnts;
+    const double k = countsPerUnit(par);
+
+    // Side gains: nominal over measured at the four ends of the middle row and
+    // column, so that those points reach the polynomial at their nominal
+    // counts.
+    c.SXL = std::fabs(static_cast<double>(p[3].X)) / std::fabs(static_cast<double>(p[3].RealX));
+    c.SXR = std::fabs(static_cast<double>(p[5].X)) / std::fabs(static_cast<double>(p[5].RealX));
+    c.SYT = std::fabs(static_cast<double>(p[1].Y)) / std::fabs(static_cast<double>(p[1].RealY));
+    c.SYB = std::fabs(static_cast<double>(p[7].Y)) / std::fabs(static_cast<double>(p[7].RealY));
+
+    double rowsU[kPoints][4];
+    double obsU[kPoints];
+    double rowsV[kPoints][4];
+    double obsV[kPoints];
+    for (int i = 0; i < kPoints; ++i) {
+        const double x = p[i].RealX;
+        const double y = p[i].RealY;
+        const double X = x * (x > 0.0 ? c.SXR : c.SXL) * k;
+        const double Y = y * (y > 0.0 ? c.SYT : c.SYB) * k;
+        const double us[4] = {X, Y, X * X * Y, X * Y * Y};
+        const double vs[4] = {Y, X, X * Y * Y, X * X * Y};
+        for (int j = 0; j < 4; ++j) {
+            rowsU[i][j] = us[j];
+            rowsV[i][j] = vs[j];
+        }
+        obsU[i] = p[i].X * k;
+        obsV[i] = p[i].Y * k;
+    }
+    CMvLsmFit fit;
+    double cu[4];
+    double cv[4];
+    fitNine(fit, rowsU, obsU, cu);
+    fitNine(fit, rowsV, obsV, cv);
+
+    // On a 3 x 3 grid a pure cube cannot be told from the linear term (on the
+    // abscissae -a, 0, a, x^3 = a^2 x), so those four stay 0.
+    double* kk = c.k;
+    kk[0] = cu[0];
+    kk[2] = cu[1];
+    kk[6] = cu[2];
+    kk[8] = cu[3];
+    kk[4] = 0.0;
+    kk[10] = 0.0;
+    kk[1] = cv[0];
+    kk[3] = cv[1];
+    kk[7] = cv[2];
+    kk[9] = cv[3];
+    kk[5] = 0.0;
+    kk[11] = 0.0;
+}
+
+void CCalibAlg::MVLSMCoef14(tagLenPar& par) {
+    const double k = countsPerUnit(par);
+    double rowsX[kPoints][5];
+    double obsX[kPoints];
+    double rowsY[kPoints][5];
+    double obsY[kPoints];
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        const double x = p.RealX;
+        const double y = p.RealY;
+        const double xs[5] = {1.0, x, y, x * x * y, x * y * y};
+        const double ys[5] = {1.0, y, x, x * y * y, x * x * y};
+        for (int j = 0; j < 5; ++j) {
+            rowsX[i][j] = xs[j];
+            rowsY[i][j] = ys[j];
+        }
+        obsX[i] = p.X * k;
+        obsY[i] = p.Y * k;
+    }
+    CMvLsmFit fit;
+    double cx[5];
+    double cy[5];
+    fitNine(fit, rowsX, obsX, cx);
+    fitNine(fit, rowsY, obsY, cy);
+
+    // The pure cubes stay 0 for the reason given in MVLSMCoef12.
+    double* kk = par.CalCoefs.k;
+    kk[0] = cx[0];
+    kk[2] = cx[1];
+    kk[4] = cx[2];
+    kk[8] = cx[3];
+    kk[10] = cx[4];
+    kk[6] = 0.0;
+    kk[12] = 0.0;
+    kk[1] = cy[0];
+    kk[3] = cy[1];
+    kk[5] = cy[2];
+    kk[9] = cy[3];
+    kk[11] = cy[4];
+    kk[7] = 0.0;
+    kk[13] = 0.0;
+}
+
+void CCalibAlg::MVLSMCoef18(tagLenPar& par) {
+    // Nine points, nine unknowns per axis: the biquadratic through the points,
+    // solved exactly.  Each row holds the terms in the order CalibPoint18 sums
+    // them, followed by the nominal coordinate.
+    std::vector<std::vector<double>> mx(kPoints);
+    std::vector<std::vector<double>> my(kPoints);
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        const double x = p.RealX;
+        const double y = p.RealY;
+        mx[i] = {x * x * y * y, x * y * y, y * y, x * x * y, x * y, y, x * x, x, 1.0, p.X};
+        my[i] = {x * x * y * y, x * x * y, x * x, x * y * y, x * y, x, y * y, y, 1.0, p.Y};
+    }
+    MVLPkg solver;
+    const std::vector<double> cx = solver.Gauss(mx);
+    const std::vector<double> cy = solver.Gauss(my);
+    for (int j = 0; j < kPoints; ++j) {
+        par.CalCoefs.k[2 * j] = cx[j];
+        par.CalCoefs.k[2 * j + 1] = cy[j];
+    }
+}

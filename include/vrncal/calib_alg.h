@@ -32,15 +32,28 @@ struct tagStkGrid {
     std::vector<tagGridCell> Cells;
 };
 
-// Per-cell coefficients of the grid-wise solver (see MVLSolve).
+// One cell of the grid-wise fit (MVLSolve).  Inside the cell, whose nominal
+// top-left corner P00 is (X0, Y0) and bottom-right corner P11 is (X1, Y1), the
+// measured position is a bilinear function of the offsets from P00,
+//     u = X - X0,  v = Y - Y0  (in double; v is negative inside the cell):
+//     RealX = kx[0] + kx[1]*u + kx[2]*v + kx[3]*u*v
+//     RealY = ky[0] + ky[1]*u + ky[2]*v + ky[3]*u*v
+// summed left to right.  It reproduces the measured positions of the four
+// corners: kx[0], ky[0] are those of P00 exactly.
 struct tagMVLCoef {
+    float X0 = 0.0f;  // nominal X of P00
+    float Y0 = 0.0f;  // nominal Y of P00
+    float X1 = 0.0f;  // nominal X of P11
+    float Y1 = 0.0f;  // nominal Y of P11
     double kx[4] = {};
     double ky[4] = {};
 };
 
-// The per-cell coefficients of one stack, row-major over its (Size-1)^2 cells.
+// The per-cell coefficients of one stack, row-major over its (Size-1)^2 cells:
+// the cell of row r and column c (top-left point Points[r*Size + c]) is
+// Cells[r*(Size-1) + c].
 struct tagStkMVLCoef {
-    int Size = 0;
+    int Size = 0;  // points per side of the stack the cells come from
     std::vector<tagMVLCoef> Cells;
 };
 
@@ -205,15 +218,91 @@ public:
     static void MVLSMCoef(tagLenPar& par);
     static void MVLSMCoef2_new(tagLenPar& par);
 
-    // Alternative fits, each pairing with a correction of the alternative
-    // family (see alg/ and the documentation of each below).
+    // Alternative fits.  Each fills, from the nine points Cal3Pnts, the
+    // coefficients of one member of the alternative correction family (below)
+    // and writes only the fields it lists; the record is otherwise unchanged.
+    // Nothing is called by the library itself.
+    //
+    // All of them fit the same direction: the explanatory values are the
+    // measured positions (x, y) = (RealX, RealY) of the points, the observed
+    // values their nominal positions (X, Y), which is where the head was
+    // driven.  Correcting a requested point therefore drives the head to where
+    // the spot lands on that point.  Sums and products are in double on the
+    // float values widened; kc = Resolution / FieldSize.  Least squares fits
+    // use CMvLsmFit over the nine points without intercept (a constant term is
+    // a column of ones).  Degenerate points (coincident, collinear, a zero
+    // measured half axis, a zero FieldSize) give infinities or NaNs in the
+    // coefficients; nothing is checked and nothing is thrown.
+    //
+    // The pure cubes x^3 and y^3 cannot be fitted from a 3 x 3 grid: on its
+    // three abscissae -a, 0, a, x^3 = a^2 * x, so they would make the normal
+    // matrix singular.  The variants for CalibPoint12 and CalibPoint14 store
+    // those coefficients as 0; a host that knows them may set them by hand.
+
+    // For CalibPoint2.  The shape terms are read off the raw points exactly as
+    // MVLSMCoef reads them off its pre-warped ones (CalibPoint2 has no
+    // pre-warp): AxisXL = |RealX| of point 3, AxisXR of point 5, AxisYT =
+    // |RealY| of point 1, AxisYB of point 7; OX, OY; Y2XAngle and the shear
+    // PLX = PLY; SXL, SXR, ScaleX, SYT, SYB, ScaleY; TXL, TXR, TYT, TYB.  Then,
+    // with (x, y) the point shaped by ShapePoint with those terms, two one-term
+    // fits of the pincushion terms in counts:
+    //     X*kc - kc*x = k2 * x*y*y        Y*kc - y*kc = k3 * x*y*x
+    // and k0 = k1 = 1.0.  Writes the shape terms above and k0..k3; leaves
+    // LinX, QuadX, LinY, QuadY alone.
     static void MVLSMCoef2(tagLenPar& par);
+
+    // Per-axis gain and offset in counts, applied by CalibPoint14:
+    //     X*kc = k0 + k2*x          Y*kc = k1 + k3*y
+    // Writes k0..k3 and sets k4..k13 to 0, so that CalibPoint14 applies
+    // exactly this model.
     static void MVLSMCoef4(tagLenPar& par);
+
+    // For CalibPoint6.  The shape terms as MVLSMCoef2, then, with (x, y) the
+    // shaped point, a least squares fit of six terms per axis in counts
+    // (offset, linear, pincushion and the two bows):
+    //     X*kc = k0 + k2*x + k4*y + k6*x*y*y + k8*x*x + k10*y*y
+    //     Y*kc = k1 + k3*y + k5*x + k7*x*x*y + k9*y*y + k11*x*x
+    // Writes the shape terms and k0..k11.
     static void MVLSMCoef6(tagLenPar& par);
+
+    // Bilinear map in field units (scale, offset, rotation and shear, and a
+    // keystone through the x*y term), applied by CalibPoint18:
+    //     X = k16 + k14*x + k10*y + k8*x*y
+    //     Y = k17 + k15*y + k11*x + k9*x*y
+    // Writes k0..k17, the other ten as 0.
     static void MVLSMCoef8(tagLenPar& par);
+
+    // The bilinear map of MVLSMCoef8 plus the pincushion term of each axis, in
+    // field units, applied by CalibPoint18:
+    //     X = k16 + k14*x + k10*y + k8*x*y + k2*x*y*y
+    //     Y = k17 + k15*y + k11*x + k9*x*y + k3*x*x*y
+    // Writes k0..k17, the other eight as 0.
     static void MVLSMCoef10(tagLenPar& par);
+
+    // For CalibPoint12.  Side gains nominal over measured at the ends of the
+    // middle row and column:
+    //     SXL = |X| / |RealX| of point 3,  SXR the same of point 5,
+    //     SYT = |Y| / |RealY| of point 1,  SYB the same of point 7,
+    // then, with Xc = x*g*kc and Yc = y*g*kc the gained point in counts (g
+    // chosen by side as CalibPoint12 chooses it), a least squares fit
+    //     X*kc = k0*Xc + k2*Yc + k6*Xc*Xc*Yc + k8*Xc*Yc*Yc
+    //     Y*kc = k1*Yc + k3*Xc + k7*Xc*Yc*Yc + k9*Xc*Xc*Yc
+    // with the cubes k4, k10 (x) and k5, k11 (y) set to 0.  The model has no
+    // constant term: it suits a lens centred on the device centre.  Writes
+    // SXL, SXR, SYT, SYB and k0..k11.
     static void MVLSMCoef12(tagLenPar& par);
+
+    // For CalibPoint14, in counts, by least squares:
+    //     X*kc = k0 + k2*x + k4*y + k8*x*x*y + k10*x*y*y
+    //     Y*kc = k1 + k3*y + k5*x + k9*x*y*y + k11*x*x*y
+    // with the cubes k6, k12 (x) and k7, k13 (y) set to 0.  Writes k0..k13.
     static void MVLSMCoef14(tagLenPar& par);
+
+    // For CalibPoint18: the biquadratic through the nine points, nine
+    // equations and nine unknowns per axis solved exactly with MVLPkg::Gauss,
+    // in field units (the terms of CalibPoint18 below with (x, y) measured and
+    // X, Y nominal).  Correcting a measured position of the grid gives its
+    // nominal position to float rounding.  Writes k0..k17.
     static void MVLSMCoef18(tagLenPar& par);
 
     // Area of the triangle of the three measured positions, in float.
@@ -233,16 +322,92 @@ public:
     static int setEqualPnts(tagLenPar& par, int axis, int count, tagKelPointF* in);
 
     // ---- Alternative correction family -----------------------------------
+    //
+    // Further corrections of a field point to device counts, exported for the
+    // host and not used by the facade.  Each returns 1 always and clamps its
+    // result to 0 .. Resolution.  (x, y) is the input widened to double, k the
+    // coefficient array CalCoefs.k, kc = Resolution / FieldSize; "stored"
+    // means rounded to float there.  Infinities and NaNs flow through; the
+    // clamp maps infinities to the device limits.
+    //
+    // Gain tables (grid = 1): the members marked "mirrored" look the gains up
+    // at the input point mirrored by the lens flags (XYFlip = 0: x negated if
+    // XInvert, y if YInvert; XYFlip set: y negated if XInvert, x if YInvert),
+    // fx = GetScaleValue(LineCount, x', XT, XA, XR), fy likewise with YT, YA,
+    // YR, and multiply in float: out = float(f) * out.
+    //
+    // Shift and clamp, in float unless said otherwise: add
+    // float(HalfResolution); below 0 becomes 0, otherwise above
+    // float(Resolution) becomes float(Resolution).
 
+    // Full biquadratic in field units (fitted by MVLSMCoef18; MVLSMCoef8 and
+    // MVLSMCoef10 fill subsets of it):
+    //   X = k0*x*x*y*y + k2*x*y*y + k4*y*y + k6*x*x*y + k8*x*y + k10*y
+    //       + k12*x*x + k14*x + k16
+    //   Y = k1*x*x*y*y + k3*x*x*y + k5*x*x + k7*x*y*y + k9*x*y + k11*x
+    //       + k13*y*y + k15*y + k17
+    // each summed left to right and stored; mirrored gain tables; then counts
+    // last, out = stored(out * kc); shift and clamp.
     static int CalibPoint18(const tagLenPar& par, tagKelPointF in, tagKelPointF& out);
+
+    // Cubic without quadratic terms, directly in counts relative to the centre
+    // (fitted by MVLSMCoef14 and, as gain and offset, MVLSMCoef4):
+    //   X = (k2*x + k0) + k4*y + k6*x*x*x + k8*x*x*y + k10*x*y*y + k12*y*y*y
+    //   Y = (k3*y + k1) + k5*x + k7*y*y*y + k9*x*y*y + k11*x*x*y + k13*x*x*x
+    // each summed left to right in this grouping and stored; mirrored gain
+    // tables; shift and clamp.  No conversion factor.
     static int CalibPoint14(const tagLenPar& par, tagKelPointF in, tagKelPointF& out);
+
+    // Per-side gains, then a cubic in counts (fitted by MVLSMCoef12):
+    //   X = x * (x > 0 ? SXR : SXL) * kc,  Y = y * (y > 0 ? SYT : SYB) * kc
+    //   U = k4*X*X*X + k6*X*X*Y + k8*X*Y*Y + k10*Y*Y*Y + (k0*X + k2*Y)
+    //   V = k7*X*Y*Y + k5*Y*Y*Y + k9*X*X*Y + k11*X*X*X + (k1*Y + k3*X)
+    // each summed left to right in this grouping, in double.  Gain tables
+    // (grid = 1) looked up at U and V themselves, mirrored, and multiplied in
+    // double.  HalfResolution is added and the clamp made in double; only the
+    // clamped value is stored.
     static int CalibPoint12(const tagLenPar& par, tagKelPointF in, tagKelPointF& out);
+
+    // Shape correction, a six-term polynomial per axis in counts, then the
+    // grid residual stages of CalibPoint2_new (fitted by MVLSMCoef6):
+    //   (x, y) = ShapePoint(in)
+    //   X = (k2*x + k0) + k4*y + k6*x*y*y + k8*x*x + k10*y*y
+    //   Y = (k3*y + k1) + k5*x + k7*x*x*y + k9*y*y + k11*x*x
+    // summed left to right and stored; then, exactly as CalibPoint2_new after
+    // its cross term: the grid residual of all stacks looked up at the
+    // mirrored input, scaled by kc and ScaleX/ScaleY (traded when XYFlip is
+    // set) and applied at a quarter when 0.001 or less; gain tables at the
+    // input as passed; shift and clamp.
     static int CalibPoint6(const tagLenPar& par, tagKelPointF in, tagKelPointF& out);
+
+    // CalibPoint2_new without the quadratic pre-warp (fitted by MVLSMCoef2):
+    //   (x, y) = ShapePoint(in)
+    //   out.x = stored(k2*y*y*x + kc*x),  out.y = stored(k3*x*x*y + kc*y)
+    // then the grid residual stages as in CalibPoint6.  With QuadX = QuadY = 0
+    // it gives the bits of CalibPoint2_new.
     static int CalibPoint2(const tagLenPar& par, tagKelPointF in, tagKelPointF& out);
 
     // ---- Grid-wise multivariable solver ----------------------------------
 
-    static int MVLSolve(const tagLenPar& par, const tagStack& stack, tagStkMVLCoef& coefs);
+    // Fits every cell of the stack with the bilinear map of tagMVLCoef, from
+    // nominal position to measured position, through its four corners: per
+    // cell and axis the 4 x 4 system of the corners, solved with MVLPkg::Gauss.
+    // The result is a continuous, piecewise bilinear model of the measured
+    // grid that a host can evaluate anywhere in the grid (MVLEval), for
+    // example to look at the measured deviation between the grid points.
+    // Returns 1 with coefs.Size = stack.Size and (Size-1)^2 cells; returns 0
+    // with coefs.Size = 0 and no cells when Size < 2 or Points holds fewer
+    // than Size*Size records.  A cell with coincident nominal corners gets
+    // non-finite coefficients; nothing else is checked.
+    static int MVLSolve(const tagStack& stack, tagStkMVLCoef& coefs);
+
+    // The measured position that the fit of MVLSolve gives for a nominal
+    // point: the first cell in row-major order with X0 <= x <= X1 and
+    // Y1 <= y <= Y0 (inclusive, as the grid lookup, so a point on a shared
+    // edge belongs to the upper or left cell) is evaluated, the result stored
+    // as floats.  Returns 1, or 0 with measured = nominal when no cell holds
+    // the point (outside the grid, or an empty fit).  Allocates nothing.
+    static int MVLEval(const tagStkMVLCoef& coefs, tagKelPointF nominal, tagKelPointF& measured);
 };
 
 #endif
