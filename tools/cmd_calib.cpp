@@ -90,9 +90,16 @@ void run_info(const std::string& path, bool json) {
                      p.XYFlip, p.XInvert, p.YInvert, p.LEN_XYFLIP, p.LEN_XINVERT, p.LEN_YINVERT);
     s += "  coefficients\n";
     const auto coefs = coefficients(p.CalCoefs);
-    for (std::size_t i = 0; i < coefs.size(); ++i)
-        s += fmt::format("{}{:<9}{:<24}{}", i % 3 == 0 ? "    " : "", coefs[i].name, fmt::format("{}", coefs[i].value),
-                         i % 3 == 2 || i + 1 == coefs.size() ? "\n" : "");
+    std::string row;
+    for (std::size_t i = 0; i < coefs.size(); ++i) {
+        const std::string cell = fmt::format("{:<9}{}", coefs[i].name, coefs[i].value);
+        const bool last = i % 3 == 2 || i + 1 == coefs.size();
+        row += last ? cell : fmt::format("{:<33}", cell);
+        if (last) {
+            s += "    " + row + "\n";
+            row.clear();
+        }
+    }
     s += fmt::format("  grids         {}\n", p.Stacks.size());
     for (std::size_t i = 0; i < p.Stacks.size(); ++i) {
         const auto& st = p.Stacks[i];

@@ -86,8 +86,9 @@ bool RowReader::next(float* values) {
             // A first line with words in it is a header ("x y", "X,Y,RealX,RealY").
             bool has_letter = false;
             for (char c : text) has_letter = has_letter || std::isalpha(static_cast<unsigned char>(c));
-            if (first && has_letter) continue;
-            throw ToolError(fmt::format("{}:{}: '{}' is not a number", name_, line_, bad_field));
+            if (first && has_letter && !parse_double(bad_field)) continue;
+            const char* what = parse_double(bad_field) ? "is out of range for a float" : "is not a number";
+            throw ToolError(fmt::format("{}:{}: '{}' {}", name_, line_, bad_field, what));
         }
         if (count != columns_)
             throw ToolError(fmt::format("{}:{}: expected {} numbers, found {}", name_, line_, columns_, count));
