@@ -36,10 +36,10 @@ TEST(TableWriter, WritesTheSectionsAndShortestNumbers) {
     s.Points = nominal_grid(5, 80.0);
     t.grids.push_back(s);
     const std::string text = table_text(t);
-    EXPECT_EQ(text.substr(0, 172),
+    const std::string head = text.substr(0, text.find("PNT3="));
+    EXPECT_EQ(head,
               "; made by a test\n[CalCoefs]\nValSize=80\nResolution=65535\nLEN_XYFLIP=0\nLEN_XINVERT=1\n"
-              "LEN_YINVERT=0\norder=5\n[Cal3]\nPNT0=-40 40 -40 40\nPNT1=0 40 0 40\nPNT2=40 40 40 40\n"
-              "PNT3=-40 0 -4");
+              "LEN_YINVERT=0\norder=5\n[Cal3]\nPNT0=-40 40 -40 40\nPNT1=0 40 0 40\nPNT2=40 40 40 40\n");
     EXPECT_NE(text.find("PNT4=0 0 0.1 0\n"), std::string::npos);
     EXPECT_NE(text.find("[Cal5]\nPNT0=-40 40 -40 40\nPNT1=-20 40 -20 40\n"), std::string::npos);
     EXPECT_NE(text.find("PNT24=40 -40 40 -40\n"), std::string::npos);
