@@ -25,12 +25,14 @@ void check_coefficients(const tagLenPar& p, std::vector<Finding>& findings) {
         {"ScaleX", c.ScaleX}, {"SYT", c.SYT}, {"SYB", c.SYB}, {"ScaleY", c.ScaleY},
         {"TXL", c.TXL}, {"TXR", c.TXR}, {"TYT", c.TYT}, {"TYB", c.TYB},
         {"PLX", c.PLX}, {"PLY", c.PLY}, {"Y2XAngle", c.Y2XAngle}, {"k2", c.k[2]}, {"k3", c.k[3]}};
+    std::string bad;
     for (const auto& [name, v] : coefs)
-        if (!std::isfinite(v))
-            findings.push_back({0, Finding::Error,
-                                fmt::format("the coefficient {} is {}: the nine points are degenerate (a zero axis, "
-                                            "or three collinear measurements with RealX or RealY 0)",
-                                            name, v)});
+        if (!std::isfinite(v)) bad += fmt::format("{}{} {}", bad.empty() ? "" : ", ", name, std::isnan(v) ? "nan" : v > 0 ? "inf" : "-inf");
+    if (!bad.empty())
+        findings.push_back({0, Finding::Error,
+                            fmt::format("the fit gives non-finite coefficients ({}): the nine points are degenerate "
+                                        "(a zero axis, or measurements that leave a fit without data)",
+                                        bad)});
 }
 
 int run_check(const std::string& path) {

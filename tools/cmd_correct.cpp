@@ -115,9 +115,9 @@ void add_correct_command(CLI::App& app, Context&) {
                 "reads back as the same float.  --scale or --shift switch on the scale-and-shift\n"
                 "conversion; a calibration file does not store the correction mode, so grid is the\n"
                 "default.\n\nExamples:\n"
-                "  vrncal correct examples/sample.cor examples/pattern.txt\n"
+                "  vrncal correct examples/sample.cor examples/points.txt\n"
                 "  echo '10 -5' | vrncal correct examples/sample.cor\n"
-                "  vrncal correct examples/sample.cor examples/pattern.txt --box examples/box.ini -o counts.txt");
+                "  vrncal correct examples/sample.cor examples/points.txt --box examples/box.ini -o counts.txt");
     cmd->callback([o, mode] {
         if (mode->count() > 0 && o->mode == "grid" && !o->box.empty())
             throw ToolError("correct: --box sets box parameters and cannot be used with --mode grid");

@@ -244,8 +244,9 @@ std::optional<Point> check_point(Parsed& p, const std::string& sect, const std::
         const bool doubled = s.find("  ") != std::string::npos;
         p.findings.push_back(
             {item.line, Finding::Error,
-             fmt::format("{} in [{}] has {} field(s), not 4 (X Y RealX RealY, separated by single spaces){}", key,
-                         sect, fields.size(), doubled ? ": two blanks in a row make an empty field" : "")});
+             fmt::format("{} in [{}] has {} field(s), not 4 (X Y RealX RealY, separated by single spaces){}{}", key,
+                         sect, fields.size(), doubled ? ": two blanks in a row make an empty field" : "",
+                         sect == "Cal3" ? "; the file will not load" : "")});
         return std::nullopt;
     }
     Point pt{};

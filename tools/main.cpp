@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 #include <fmt/format.h>
+#include <string>
 
 #include "commands.h"
 #include "errors.h"
@@ -15,7 +16,7 @@ int main(int argc, char** argv) {
     app.footer("Run 'vrncal COMMAND --help' for a command's options and an example.\n\n"
                "Example session:\n"
                "  vrncal info examples/sample.cor\n"
-               "  vrncal correct examples/sample.cor examples/pattern.txt -o counts.txt\n"
+               "  vrncal correct examples/sample.cor examples/points.txt -o counts.txt\n"
                "  vrncal evaluate examples/sample.cor --lens examples/lens.ini\n"
                "  vrncal plot examples/sample.cor --lens examples/lens.ini -o sample.png");
     Context ctx;
@@ -28,6 +29,19 @@ int main(int argc, char** argv) {
     add_simulate_command(app, ctx);
     add_evaluate_command(app, ctx);
     add_plot_command(app, ctx);
+    if (argc > 1 && argv[1][0] != '-') {
+        // CLI11 would only say that a command is required.
+        std::string names;
+        bool known = false;
+        for (const CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; })) {
+            names += (names.empty() ? "" : ", ") + sub->get_name();
+            known = known || sub->get_name() == argv[1];
+        }
+        if (!known) {
+            fmt::print(stderr, "vrncal: unknown command '{}' (commands: {})\n", argv[1], names);
+            return 2;
+        }
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -11,6 +11,7 @@
 //   same-file A B            two files are byte for byte equal
 //   no-file PATH             the file does not exist (nothing half written)
 //   png PATH W H             a valid PNG of that size
+//   truncate PATH BYTES      cuts a file short (a damaged data file)
 //
 // @EXAMPLES@, @DATA@ and @TMP@ are replaced in every line.  Lines starting
 // with '#' outside a block are comments.
@@ -191,6 +192,11 @@ int main(int argc, char** argv) {
                 failures.push_back(where + "files differ: " + subst(rest));
         } else if (op == "no-file") {
             if (fs::exists(subst(rest))) failures.push_back(where + "file exists: " + subst(rest));
+        } else if (op == "truncate") {
+            const auto w = words(subst(rest));
+            std::error_code ec;
+            if (w.size() == 2) fs::resize_file(w[0], std::stoull(w[1]), ec);
+            if (w.size() != 2 || ec) failures.push_back(where + "cannot truncate " + subst(rest));
         } else if (op == "png") {
             const auto w = words(subst(rest));
             unsigned pw = 0, ph = 0;
