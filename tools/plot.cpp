@@ -66,7 +66,7 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
     cairo_set_font_size(cr, 12);
     cairo_move_to(cr, left, 44);
     cairo_show_text(cr, fmt::format("drive positions of the correction, deviations from nominal x {} "
-                                    "(largest {:.1f} um before exaggeration)",
+                                    "(largest {:.1f} µm before exaggeration)",
                                     number(d.factor), d.max_deviation * 1000.0)
                             .c_str());
 
@@ -163,7 +163,7 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
         cairo_save(cr);
         cairo_move_to(cr, bx - 6, by + bh / 2 + 80);
         cairo_rotate(cr, -M_PI / 2);
-        cairo_show_text(cr, "landing error after correction (um)");
+        cairo_show_text(cr, "landing error after correction (µm)");
         cairo_restore(cr);
     }
 }
