@@ -165,6 +165,7 @@ struct EvaluateArgs {
 int run_evaluate(const EvaluateArgs& a) {
     const Calibration cal = load_calibration(a.file);
     const LensModel lens = read_lens_file(a.lens);
+    check_lens_range(lens, cal.par);
     if (a.pattern < 2 || a.pattern > 2001) throw ToolError("evaluate: --pattern must be 2 to 2001 points per side");
     const auto stages = evaluate_stages(lens, cal.par, a.pattern);
     if (a.json) {
@@ -215,7 +216,10 @@ void run_plot(const PlotArgs& a) {
         throw ToolError(fmt::format("plot: --size '{}' is not WIDTHxHEIGHT in pixels, 200 to 10000 each", a.size));
     if (a.lines < 2 || a.lines > 201) throw ToolError("plot: --lines must be 2 to 201");
     std::optional<LensModel> lens;
-    if (!a.lens.empty()) lens = read_lens_file(a.lens);
+    if (!a.lens.empty()) {
+        lens = read_lens_file(a.lens);
+        check_lens_range(*lens, par);
+    }
     if (a.factor && !(*a.factor > 0.0)) throw ToolError("plot: --exaggerate must be positive");
 
     PlotData d;

@@ -1,5 +1,6 @@
 #include "lens.h"
 
+#include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
 #include <set>
@@ -47,6 +48,15 @@ LensModel::Landing LensModel::land(const tagLenPar& par, tagKelPointF counts) co
     const double c = std::cos(rho);
     const double s = std::sin(rho);
     return {x0 * c - y0 * s + offset_x, x0 * s + y0 * c + offset_y};
+}
+
+void check_lens_range(const LensModel& lens, const tagLenPar& par) {
+    const double gain = 1.0 + std::max(std::fabs(lens.gain_x), std::fabs(lens.gain_y));
+    const double degrees = 0.5 * par.FieldSize / lens.focal * gain * 180.0 / kPi;
+    if (!(degrees <= 60.0))
+        throw ToolError(fmt::format("lens: a focal length of {} swings the beam {:.0f} degrees off axis over a field "
+                                    "of {}; the model holds up to 60",
+                                    lens.focal, degrees, par.FieldSize));
 }
 
 LensModel read_lens_file(const std::string& path) {

@@ -51,6 +51,10 @@ struct LensModel {
     Landing land(const tagLenPar& par, tagKelPointF counts) const;
 };
 
+// Throws ToolError when the head's full range would swing the beam beyond
+// 60 degrees off axis, where the model (and any real f-theta lens) ends.
+void check_lens_range(const LensModel& lens, const tagLenPar& par);
+
 // Reads a lens description: an INI file with a [lens] section whose keys are
 // the member names above (focal=163).  Missing keys keep the defaults; any
 // other key, or a value that is not a number, is an error naming the file and

@@ -40,6 +40,10 @@ void mark(const LensModel& lens, const tagLenPar& par, Noise& noise, double sigm
         tagKelPointF counts{};
         drive(tagKelPointF{pts[i].X, pts[i].Y}, counts);
         const auto hit = lens.land(par, counts);
+        if (!std::isfinite(hit.x) || !std::isfinite(hit.y))
+            throw ToolError(fmt::format("simulate: the lens sends the spot for ({}, {}) off the work plane; check "
+                                        "the focal length",
+                                        pts[i].X, pts[i].Y));
         double nx, ny;
         noise.pair(nx, ny);
         pts[i].RealX = static_cast<float>(hit.x + nx * sigma_units);
@@ -59,6 +63,7 @@ TableContent simulate_calibration(const SimulateOptions& opt) {
     // 1. Nine points, driven linearly.
     tagLenPar plain;
     plain.ValSize = opt.val_size;
+    check_lens_range(opt.lens, plain);
     const auto nine = nominal_grid(3, opt.val_size);
     std::copy(nine.begin(), nine.end(), t.nine);
     mark(opt.lens, plain, noise, sigma, t.nine, 9,
