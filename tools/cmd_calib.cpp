@@ -39,7 +39,8 @@ struct Deviation {
 // Largest and RMS distance of measured from nominal over a grid.
 Deviation deviation(const tagStack& s) {
     Deviation d;
-    const std::size_t n = std::min(s.Points.size(), static_cast<std::size_t>(s.Size) * static_cast<std::size_t>(std::max(s.Size, 0)));
+    const std::size_t side = static_cast<std::size_t>(std::max(s.Size, 0));
+    const std::size_t n = std::min(s.Points.size(), side * side);
     double sum = 0.0;
     for (std::size_t i = 0; i < n; ++i) {
         const auto& p = s.Points[i];
