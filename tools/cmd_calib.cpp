@@ -187,7 +187,7 @@ void add_convert_command(CLI::App& app, Context&) {
     cmd->add_option("IN", *in, "Calibration data file or correction table")->required();
     cmd->add_option("OUT", *out, "Data file to write (replaced only when complete)")->required();
     cmd->footer("Saving fits the coefficients again from the nine points.\n\nExample:\n"
-                "  vrncal convert examples/sample.cor sample.vcd");
+                "  vrncal convert examples/sample.cor sample.dat");
     cmd->callback([=] { run_convert(*in, *out); });
 }
 

@@ -116,8 +116,8 @@ void add_points_command(CLI::App& app, Context&) {
     cmd->require_subcommand(1);
     cmd->footer("Examples:\n"
                 "  vrncal points get examples/sample.cor --stack 0\n"
-                "  vrncal points set sample.vcd edited.txt --stack 0\n"
-                "  vrncal points gain sample.vcd --axis x");
+                "  vrncal points set sample.dat edited.txt --stack 0\n"
+                "  vrncal points gain sample.dat --axis x");
 
     auto path = std::make_shared<std::string>();
     auto stack = std::make_shared<std::string>("nine");
@@ -140,8 +140,8 @@ void add_points_command(CLI::App& app, Context&) {
     set->add_option("-o,--output", *out, "Data file to write (default: FILE itself, which must be a data file)");
     set->footer("The library saves the edited calibration as a binary data file and fits the\n"
                 "coefficients again.\n\nExample:\n"
-                "  vrncal points get sample.vcd --stack 0 > grid.txt   # edit grid.txt, then\n"
-                "  vrncal points set sample.vcd grid.txt --stack 0");
+                "  vrncal points get sample.dat --stack 0 > grid.txt   # edit grid.txt, then\n"
+                "  vrncal points set sample.dat grid.txt --stack 0");
     set->callback([=] { run_set(*path, *stack, *input, *out); });
 
     auto* gain = cmd->add_subcommand("gain", "Print the gain-table points of one axis as the library reads them");
@@ -158,7 +158,7 @@ void add_points_command(CLI::App& app, Context&) {
     set_gain->add_option("--axis", *axis, "x or y")->check(CLI::IsMember({"x", "y"}));
     set_gain->footer("The library applies the edit to a temporary record and does not save it: FILE is left\n"
                      "unchanged, and the command says so.\n\nExample:\n"
-                     "  vrncal points set-gain sample.vcd gains.txt --axis x");
+                     "  vrncal points set-gain sample.dat gains.txt --axis x");
     set_gain->callback([=] { run_set_gain(*path, *axis, *input); });
 }
 
