@@ -3,6 +3,7 @@
 #include <cmath>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "errors.h"
 #include "lens.h"
@@ -84,7 +85,8 @@ protected:
         return path_;
     }
     void TearDown() override { std::remove(path_.c_str()); }
-    const std::string path_ = ::testing::TempDir() + "lens_test.ini";
+    // One file per process: ctest runs the tests of this fixture in parallel.
+    const std::string path_ = ::testing::TempDir() + "lens_test_" + std::to_string(::getpid()) + ".ini";
 };
 
 TEST_F(LensFile, KeysOverrideDefaultsAndBlanksAroundKeysAreAccepted) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "errors.h"
 #include "numbers.h"
@@ -33,7 +34,8 @@ protected:
         return "no error";
     }
     void TearDown() override { std::remove(path_.c_str()); }
-    const std::string path_ = ::testing::TempDir() + "points_test.txt";
+    // One file per process: ctest runs the tests of this fixture in parallel.
+    const std::string path_ = ::testing::TempDir() + "points_test_" + std::to_string(::getpid()) + ".txt";
 };
 
 TEST_F(PointsFile, AcceptsBlanksCommasCommentsHeaderAndCrlf) {
