@@ -382,7 +382,7 @@ std::vector<Finding> lint_table(const std::string& text) {
             auto it = cal3->items.find(key);
             if (it == cal3->items.end() || shown(it->second.value).empty()) {
                 F.push_back({it == cal3->items.end() ? cal3->line : it->second.line, Finding::Error,
-                             fmt::format("{} of the nine calibration points is missing from [Cal3]: the file will "
+                             fmt::format("{} of the nine calibration points is missing or empty in [Cal3]: the file will "
                                          "not load",
                                          key)});
                 continue;

@@ -32,7 +32,7 @@ TEST(Lint, NinePointProblemsAreErrorsAtTheirLines) {
     t.replace(t.find("PNT7=0 -40 0 -40.05\n"), 20, "");
     const auto f = brief(t);
     ASSERT_EQ(f.size(), 2u);
-    EXPECT_EQ(f[0], "3:E:PNT7 of the nine calibration points is missing from [Cal3]: the file will not load");
+    EXPECT_EQ(f[0], "3:E:PNT7 of the nine calibration points is missing or empty in [Cal3]: the file will not load");
     EXPECT_EQ(f[1], "8:E:PNT4 in [Cal3] has 5 field(s), not 4 (X Y RealX RealY, separated by single spaces): two "
                     "blanks in a row make an empty field; the file will not load");
 }
