@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "errors.h"
@@ -25,6 +26,11 @@ AtomicFile::AtomicFile(std::string target) : target_(std::move(target)) {
     const int fd = ::mkstemp(pattern.data());
     if (fd < 0) throw ToolError(target_ + ": cannot write: " + sys_error());
     temp_ = pattern;
+    // mkstemp creates the file private (0600); give the result the mode any
+    // newly created file would get.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(fd, 0666 & ~mask);
     file_ = ::fdopen(fd, "wb");
     if (file_ == nullptr) {
         ::close(fd);
