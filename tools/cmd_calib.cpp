@@ -1,0 +1,219 @@
+// info, convert and fit: a calibration file as a whole.
+#include <cmath>
+#include <cstring>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <vrncal/calib_alg.h>
+#include <vrncal/facade.h>
+
+#include "atomic_file.h"
+#include "calfile.h"
+#include "commands.h"
+#include "errors.h"
+
+namespace vrncal::tools {
+
+namespace {
+
+struct Coef {
+    const char* name;
+    double value;
+};
+
+std::vector<Coef> coefficients(const tagCalCoefs& c) {
+    return {{"LinX", c.LinX},   {"QuadX", c.QuadX},   {"LinY", c.LinY},       {"QuadY", c.QuadY},
+            {"AxisXL", c.AxisXL}, {"AxisXR", c.AxisXR}, {"AxisYT", c.AxisYT}, {"AxisYB", c.AxisYB},
+            {"OX", c.OX},       {"OY", c.OY},         {"SXL", c.SXL},         {"SXR", c.SXR},
+            {"ScaleX", c.ScaleX}, {"SYT", c.SYT},     {"SYB", c.SYB},         {"ScaleY", c.ScaleY},
+            {"TXL", c.TXL},     {"TXR", c.TXR},       {"TYT", c.TYT},         {"TYB", c.TYB},
+            {"PLX", c.PLX},     {"PLY", c.PLY},       {"Y2XAngle", c.Y2XAngle}, {"k0", c.k[0]},
+            {"k1", c.k[1]},     {"k2", c.k[2]},       {"k3", c.k[3]}};
+}
+
+struct Deviation {
+    double max = 0.0;
+    double rms = 0.0;
+};
+
+// Largest and RMS distance of measured from nominal over a grid.
+Deviation deviation(const tagStack& s) {
+    Deviation d;
+    const std::size_t side = static_cast<std::size_t>(std::max(s.Size, 0));
+    const std::size_t n = std::min(s.Points.size(), side * side);
+    double sum = 0.0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const auto& p = s.Points[i];
+        const double e = std::hypot(double{p.RealX} - p.X, double{p.RealY} - p.Y);
+        d.max = std::max(d.max, e);
+        sum += e * e;
+    }
+    if (n > 0) d.rms = std::sqrt(sum / static_cast<double>(n));
+    return d;
+}
+
+bool gains_in_use(const tagLenPar& p) { return p.grid == 1 && p.LineCount >= 1 && p.LineCount <= 99; }
+
+void run_info(const std::string& path, bool json) {
+    const Calibration cal = load_calibration(path);
+    const tagLenPar& p = cal.par;
+    if (json) {
+        nlohmann::ordered_json j;
+        j["file"] = path;
+        j["format"] = cal.data_file ? "data file" : "correction table";
+        j["resolution"] = p.Resolution;
+        j["half_resolution"] = p.HalfResolution;
+        j["field_size"] = p.FieldSize;
+        j["val_size"] = p.ValSize;
+        j["flags"] = {{"XYFlip", p.XYFlip}, {"XInvert", p.XInvert}, {"YInvert", p.YInvert},
+                      {"LEN_XYFLIP", p.LEN_XYFLIP}, {"LEN_XINVERT", p.LEN_XINVERT}, {"LEN_YINVERT", p.LEN_YINVERT}};
+        auto& coefs = j["coefficients"] = nlohmann::ordered_json::object();
+        for (const auto& c : coefficients(p.CalCoefs)) coefs[c.name] = std::isfinite(c.value) ? nlohmann::ordered_json(c.value) : nlohmann::ordered_json(fmt::format("{}", c.value));
+        auto& stacks = j["stacks"] = nlohmann::ordered_json::array();
+        for (const auto& s : p.Stacks) {
+            const auto d = deviation(s);
+            stacks.push_back({{"size", s.Size}, {"in_order", s.InOrder}, {"max_deviation", d.max},
+                              {"rms_deviation", d.rms}});
+        }
+        j["gain_tables"] = {{"grid", p.grid}, {"line_count", p.LineCount}, {"in_use", gains_in_use(p)}};
+        fmt::print("{}\n", j.dump(2));
+        return;
+    }
+    std::string s;
+    s += fmt::format("{}: {}\n", path,
+                     cal.data_file ? "calibration data file (binary; coefficients as stored)"
+                                   : "correction table (text; coefficients fitted on load)");
+    s += fmt::format("  resolution    {} counts, half {}\n", p.Resolution, p.HalfResolution);
+    s += fmt::format("  field size    {} (linear conversion), ValSize {} (grids and clamping)\n", p.FieldSize,
+                     p.ValSize);
+    s += fmt::format("  lens flags    XYFlip {}  XInvert {}  YInvert {}   box: LEN_XYFLIP {}  LEN_XINVERT {}  "
+                     "LEN_YINVERT {}\n",
+                     p.XYFlip, p.XInvert, p.YInvert, p.LEN_XYFLIP, p.LEN_XINVERT, p.LEN_YINVERT);
+    s += "  coefficients\n";
+    const auto coefs = coefficients(p.CalCoefs);
+    std::string row;
+    for (std::size_t i = 0; i < coefs.size(); ++i) {
+        const std::string cell = fmt::format("{:<9}{}", coefs[i].name, coefs[i].value);
+        const bool last = i % 3 == 2 || i + 1 == coefs.size();
+        row += last ? cell : fmt::format("{:<33}", cell);
+        if (last) {
+            s += "    " + row + "\n";
+            row.clear();
+        }
+    }
+    s += fmt::format("  grids         {}\n", p.Stacks.size());
+    for (std::size_t i = 0; i < p.Stacks.size(); ++i) {
+        const auto& st = p.Stacks[i];
+        const auto d = deviation(st);
+        s += fmt::format("    {}: {:>2} x {:<2}  InOrder {}  measured - nominal: max {:.4f}  rms {:.4f}\n", i,
+                         st.Size, st.Size, st.InOrder, d.max, d.rms);
+    }
+    if (gains_in_use(p))
+        s += fmt::format("  gain tables   in use (grid 1, {} rows)\n", p.LineCount);
+    else
+        s += fmt::format("  gain tables   off (grid {}, LineCount {})\n", p.grid, p.LineCount);
+    fmt::print("{}", s);
+}
+
+void save_data_file(tagLenPar& par, const std::string& out) {
+    AtomicFile file(out);
+    file.close_stream();
+    VrnCal vc;
+    if (!vc.saveUcf(file.temp_path().c_str(), par)) throw ToolError(out + ": cannot write");
+    file.commit();
+}
+
+void run_convert(const std::string& in, const std::string& out) {
+    Calibration cal = load_calibration(in);
+    save_data_file(cal.par, out);
+    fmt::print("{}: calibration data file, {} grid(s), coefficients fitted from the nine points\n", out,
+               cal.par.Stacks.size());
+}
+
+void run_fit(const std::string& in, const std::string& out) {
+    Calibration cal = load_calibration(in);
+    tagLenPar fitted = cal.par;
+    CCalibAlg::MVLSMCoef(fitted);
+    std::string s = fmt::format("{}: nine-point fit\n", in);
+    const auto refit = coefficients(fitted.CalCoefs);
+    const auto stored = coefficients(cal.par.CalCoefs);
+    for (std::size_t i = 0; i < refit.size(); ++i) {
+        const bool same = std::memcmp(&refit[i].value, &stored[i].value, sizeof(double)) == 0;
+        s += fmt::format("  {:<9}{:<24}{}\n", refit[i].name, fmt::format("{}", refit[i].value),
+                         same || !cal.data_file ? "" : fmt::format("(stored: {})", stored[i].value));
+    }
+    // How well the fit inverts the nine measurements: the correction of each
+    // measured position should drive the head where the nominal was driven.
+    tagLenPar nine = fitted;
+    nine.Stacks.clear();
+    nine.CalMode = 1;
+    VrnCal vc;
+    const double kc = nine.Resolution / nine.FieldSize;
+    s += "  point  nominal            measured                   fit residual (um)\n";
+    for (int i = 0; i < 9; ++i) {
+        const tagCalData& c = nine.CalCoefs.Cal3Pnts[i];
+        tagKelPointF drive{};
+        vc.CalibPoint(nine, tagKelPointF{c.RealX, c.RealY}, drive);
+        tagKelPointF linear{};
+        vc.LP2DPEX_Cal(tagKelPointF{c.X, c.Y}, linear, nine);
+        s += fmt::format("  {:<6} {:<18} {:<26} {:8.2f} {:8.2f}\n", i, fmt::format("({}, {})", c.X, c.Y),
+                         fmt::format("({}, {})", c.RealX, c.RealY), (drive.x - linear.x) / kc * 1000.0,
+                         (drive.y - linear.y) / kc * 1000.0);
+    }
+    fmt::print("{}", s);
+    if (!out.empty()) {
+        save_data_file(fitted, out);
+        fmt::print("wrote {}\n", out);
+    }
+}
+
+}  // namespace
+
+void add_info_command(CLI::App& app, Context&) {
+    auto* cmd = app.add_subcommand("info", "Show what a calibration file holds");
+    auto path = std::make_shared<std::string>();
+    auto json = std::make_shared<bool>(false);
+    cmd->add_option("FILE", *path, "Calibration data file or correction table")->required();
+    cmd->add_flag("--json", *json, "Print the same as JSON");
+    cmd->footer("Example:\n  vrncal info examples/sample.cor\n  vrncal info examples/sample.cor --json");
+    cmd->callback([=] { run_info(*path, *json); });
+}
+
+void add_convert_command(CLI::App& app, Context&) {
+    auto* cmd = app.add_subcommand(
+        "convert", "Load a calibration (a correction table is fitted on load) and save it as a data file");
+    auto in = std::make_shared<std::string>();
+    auto out = std::make_shared<std::string>();
+    cmd->add_option("IN", *in, "Calibration data file or correction table")->required();
+    cmd->add_option("OUT", *out, "Data file to write (replaced only when complete)")->required();
+    cmd->footer("Saving fits the coefficients again from the nine points.\n\nExample:\n"
+                "  vrncal convert examples/sample.cor sample.dat");
+    cmd->callback([=] { run_convert(*in, *out); });
+}
+
+void add_fit_command(CLI::App& app, Context&) {
+    auto* cmd = app.add_subcommand("fit", "Fit the nine-point coefficients and show how well they fit");
+    auto in = std::make_shared<std::string>();
+    auto out = std::make_shared<std::string>();
+    cmd->add_option("FILE", *in, "Calibration data file or correction table")->required();
+    cmd->add_option("-o,--output", *out, "Also save the fitted calibration as a data file");
+    cmd->footer("Prints the coefficients (for a data file, the stored value where it differs from the\n"
+                "refit) and, for each of the nine points, how far the correction of its measured\n"
+                "position drives from where its nominal position was driven.\n\nExample:\n"
+                "  vrncal fit examples/sample.cor");
+    cmd->callback([=] { run_fit(*in, *out); });
+}
+
+void write_output(const std::string& path, const std::string& text) {
+    if (path == "-") {
+        if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
+            throw ToolError("standard output: write failed");
+        return;
+    }
+    AtomicFile file(path);
+    if (std::fwrite(text.data(), 1, text.size(), file.stream()) != text.size())
+        throw ToolError(path + ": write failed");
+    file.commit();
+}
+
+}  // namespace vrncal::tools

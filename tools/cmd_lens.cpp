@@ -1,0 +1,325 @@
+// simulate, evaluate and plot: the calibration against a simulated head.
+#include <cmath>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include <vrncal/batch.h>
+#include <vrncal/facade.h>
+
+#include "atomic_file.h"
+#include "calfile.h"
+#include "commands.h"
+#include "errors.h"
+#include "lens.h"
+#include "numbers.h"
+#include "plot.h"
+#include "simulate.h"
+#include "stats.h"
+
+namespace vrncal::tools {
+
+namespace {
+
+const char* kModelHelp =
+    "Lens model (field units are millimetres; H, R, F: HalfResolution, Resolution, FieldSize):\n"
+    "  ax = (1 + gain_x) (u - H) (F / R) / f        ay = (1 + gain_y) (v - H) (F / R) / f\n"
+    "  ty = tan ay                                  tx = tan ax (d sqrt(1 + ty^2) + e) / (d + e)\n"
+    "  theta = atan(sqrt(tx^2 + ty^2))              phi = atan2(ty, tx)\n"
+    "  r = f theta (1 + k theta^2)                  (x, y) = Rot(rho) r (cos phi, sin phi) + offset\n"
+    "f focal, e separation of the mirrors, d distance from the y mirror to the lens,\n"
+    "k distortion, rho rotation (degrees).  A lens file is an INI file with a [lens] section\n"
+    "and these keys: focal separation distance distortion rotation offset_x offset_y gain_x gain_y.";
+
+// The lens options of simulate: a file, then single values over it.
+struct LensOptions {
+    std::string file;
+    std::optional<double> focal, separation, distance, distortion, rotation;
+    std::vector<double> offset, gain;
+};
+
+void add_lens_options(CLI::App* cmd, LensOptions& o) {
+    cmd->add_option("--lens", o.file, "Lens file (INI, [lens] section); the options below override it");
+    cmd->add_option("--focal", o.focal, "Focal length f of the f-theta lens (default 160)");
+    cmd->add_option("--separation", o.separation, "Separation e of the two mirrors (default 12)");
+    cmd->add_option("--distance", o.distance, "Distance d from the second mirror to the lens (default 35)");
+    cmd->add_option("--distortion", o.distortion, "Radial distortion k of the lens (default 0.02)");
+    cmd->add_option("--rotation", o.rotation, "Mounting rotation in degrees (default 0)");
+    cmd->add_option("--offset", o.offset, "Mounting offset X,Y in field units (default 0,0)")->expected(2)->delimiter(',');
+    cmd->add_option("--gain", o.gain, "Relative axis gain errors X,Y (default 0,0)")->expected(2)->delimiter(',');
+}
+
+LensModel resolve_lens(const LensOptions& o) {
+    LensModel lens = o.file.empty() ? LensModel{} : read_lens_file(o.file);
+    if (o.focal) lens.focal = *o.focal;
+    if (o.separation) lens.separation = *o.separation;
+    if (o.distance) lens.distance = *o.distance;
+    if (o.distortion) lens.distortion = *o.distortion;
+    if (o.rotation) lens.rotation = *o.rotation;
+    if (!o.offset.empty()) lens.offset_x = o.offset[0], lens.offset_y = o.offset[1];
+    if (!o.gain.empty()) lens.gain_x = o.gain[0], lens.gain_y = o.gain[1];
+    if (!(lens.focal > 0.0)) throw ToolError("lens: the focal length must be positive");
+    if (!(lens.distance + lens.separation > 0.0)) throw ToolError("lens: distance + separation must be positive");
+    return lens;
+}
+
+// ---- simulate ---------------------------------------------------------
+
+struct SimulateArgs {
+    LensOptions lens;
+    std::vector<int> grids{17};
+    double val_size = 80.0;
+    double noise = 0.0;
+    std::uint64_t seed = 1;
+    std::string output;
+    std::string save_lens;
+};
+
+void run_simulate(const SimulateArgs& a) {
+    SimulateOptions opt;
+    opt.lens = resolve_lens(a.lens);
+    opt.val_size = a.val_size;
+    opt.noise_um = a.noise;
+    opt.seed = a.seed;
+    std::set<int> seen;
+    for (int n : a.grids) {
+        if (n != 5 && n != 9 && n != 17 && n != 25 && n != 33 && n != 65)
+            throw ToolError(fmt::format("simulate: --grids {}: a grid has 5, 9, 17, 25, 33 or 65 points per side", n));
+        if (!seen.insert(n).second) throw ToolError(fmt::format("simulate: --grids lists {} twice", n));
+        opt.grids.push_back(n);
+    }
+    if (!(a.val_size > 1.0) || !(a.val_size <= 100.0))
+        throw ToolError("simulate: --val-size must be above 1 and at most the field size 100");
+    if (!(a.noise >= 0.0)) throw ToolError("simulate: --noise must not be negative");
+    TableContent t = simulate_calibration(opt);
+    const LensModel& l = opt.lens;
+    t.comments.push_back("Simulated calibration, written by vrncal simulate.");
+    t.comments.push_back(fmt::format("lens: focal={} separation={} distance={} distortion={} rotation={}", l.focal,
+                                     l.separation, l.distance, l.distortion, l.rotation));
+    t.comments.push_back(fmt::format("      offset_x={} offset_y={} gain_x={} gain_y={}", l.offset_x, l.offset_y,
+                                     l.gain_x, l.gain_y));
+    std::string grids;
+    for (int n : opt.grids) grids += fmt::format(" {}", n);
+    t.comments.push_back(fmt::format("noise {} um, seed {}, grids{}", a.noise, a.seed, grids.empty() ? " none" : grids));
+    if (!a.save_lens.empty()) write_output(a.save_lens, lens_to_ini(l));
+    write_output(a.output, table_text(t));
+}
+
+// ---- evaluate ---------------------------------------------------------
+
+struct Stage {
+    std::string name;
+    ErrorStats stats;
+};
+
+// Targets of the dense pattern: n x n over the calibrated field.
+std::vector<tagKelPointF> pattern(int n, double val_size) {
+    std::vector<tagKelPointF> pts;
+    for (int r = 0; r < n; ++r)
+        for (int c = 0; c < n; ++c)
+            pts.push_back(tagKelPointF{static_cast<float>(-0.5 * val_size + c * val_size / (n - 1)),
+                                       static_cast<float>(0.5 * val_size - r * val_size / (n - 1))});
+    return pts;
+}
+
+// Landing errors in micrometres of the targets driven through par.
+std::vector<double> errors_um(const LensModel& lens, const tagLenPar& par, const std::vector<tagKelPointF>& targets,
+                              bool corrected) {
+    std::vector<tagKelPointF> counts(targets.size());
+    if (corrected) {
+        Corrector(par).correct(targets.data(), counts.data(), targets.size());
+    } else {
+        VrnCal vc;
+        for (std::size_t i = 0; i < targets.size(); ++i) vc.LP2DPEX_Cal(targets[i], counts[i], par);
+    }
+    std::vector<double> e(targets.size());
+    for (std::size_t i = 0; i < targets.size(); ++i) e[i] = landing_error(lens, par, targets[i], counts[i]) * 1000.0;
+    return e;
+}
+
+std::vector<Stage> evaluate_stages(const LensModel& lens, const tagLenPar& full, int n) {
+    const auto targets = pattern(n, full.ValSize);
+    std::vector<Stage> stages;
+    stages.push_back({"uncorrected (linear)", summarize(errors_um(lens, full, targets, false))});
+    tagLenPar par = full;
+    par.Stacks.clear();
+    std::string name = "nine-point";
+    stages.push_back({name, summarize(errors_um(lens, par, targets, true))});
+    for (const auto& s : full.Stacks) {
+        par.Stacks.push_back(s);
+        name += fmt::format(" + {}x{}", s.Size, s.Size);
+        stages.push_back({name, summarize(errors_um(lens, par, targets, true))});
+    }
+    return stages;
+}
+
+struct EvaluateArgs {
+    std::string file, lens;
+    int pattern = 101;
+    bool json = false;
+    std::optional<double> tolerance;
+};
+
+int run_evaluate(const EvaluateArgs& a) {
+    const Calibration cal = load_calibration(a.file);
+    const LensModel lens = read_lens_file(a.lens);
+    check_lens_range(lens, cal.par);
+    if (a.pattern < 2 || a.pattern > 2001) throw ToolError("evaluate: --pattern must be 2 to 2001 points per side");
+    const auto stages = evaluate_stages(lens, cal.par, a.pattern);
+    if (a.json) {
+        nlohmann::ordered_json j;
+        j["file"] = a.file;
+        j["points"] = a.pattern * a.pattern;
+        j["field"] = cal.par.ValSize;
+        auto& arr = j["stages"] = nlohmann::ordered_json::array();
+        for (const auto& s : stages)
+            arr.push_back({{"stage", s.name}, {"max_um", s.stats.max}, {"rms_um", s.stats.rms}, {"p95_um", s.stats.p95}});
+        fmt::print("{}\n", j.dump(2));
+    } else {
+        std::size_t w = 5;
+        for (const auto& s : stages) w = std::max(w, s.name.size());
+        std::string out = fmt::format("{}: landing error over {} x {} targets in +-{} (um)\n", a.file, a.pattern,
+                                      a.pattern, 0.5 * cal.par.ValSize);
+        out += fmt::format("  {:<{}}  {:>9}  {:>9}  {:>9}\n", "stage", w, "max", "rms", "p95");
+        for (const auto& s : stages)
+            out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
+                               s.stats.p95);
+        fmt::print("{}", out);
+    }
+    if (a.tolerance && !(stages.back().stats.max <= *a.tolerance)) {
+        fmt::print(stderr, "vrncal: {}: largest landing error {:.2f} um exceeds the tolerance {} um\n", a.file,
+                   stages.back().stats.max, *a.tolerance);
+        return 1;
+    }
+    return 0;
+}
+
+// ---- plot -------------------------------------------------------------
+
+struct PlotArgs {
+    std::string file, output, lens, size = "900x820";
+    std::optional<double> factor;
+    int lines = 17;
+};
+
+void run_plot(const PlotArgs& a) {
+    const Calibration cal = load_calibration(a.file);
+    const tagLenPar& par = cal.par;
+    int width = 0, height = 0;
+    if (const auto x = a.size.find('x'); x != std::string::npos) {
+        width = parse_int(a.size.substr(0, x)).value_or(0);
+        height = parse_int(a.size.substr(x + 1)).value_or(0);
+    }
+    if (width < 200 || height < 200 || width > 10000 || height > 10000)
+        throw ToolError(fmt::format("plot: --size '{}' is not WIDTHxHEIGHT in pixels, 200 to 10000 each", a.size));
+    if (a.lines < 2 || a.lines > 201) throw ToolError("plot: --lines must be 2 to 201");
+    std::optional<LensModel> lens;
+    if (!a.lens.empty()) {
+        lens = read_lens_file(a.lens);
+        check_lens_range(*lens, par);
+    }
+    if (a.factor && !(*a.factor > 0.0)) throw ToolError("plot: --exaggerate must be positive");
+
+    PlotData d;
+    d.title = a.file;
+    d.val_size = par.ValSize;
+    const double half = 0.5 * par.ValSize;
+    const double kc = par.Resolution / par.FieldSize;
+    const int samples = 8 * (a.lines - 1) + 1;
+    const Corrector corrector(par);
+    // Drive positions back in field units, so they compare with nominal.
+    auto drive_at = [&](double x, double y) {
+        tagKelPointF dev{};
+        corrector.correct(tagKelPointF{static_cast<float>(x), static_cast<float>(y)}, dev);
+        return PlotPoint{(dev.x - par.HalfResolution) / kc, (dev.y - par.HalfResolution) / kc};
+    };
+    std::vector<std::vector<PlotPoint>> deviations;
+    for (int dir = 0; dir < 2; ++dir)
+        for (int i = 0; i < a.lines; ++i) {
+            const double fixed = -half + i * par.ValSize / (a.lines - 1);
+            std::vector<PlotPoint> nominal, dev;
+            for (int k = 0; k < samples; ++k) {
+                const double t = -half + k * par.ValSize / (samples - 1);
+                const double x = dir == 0 ? t : fixed, y = dir == 0 ? fixed : t;
+                const PlotPoint p = drive_at(x, y);
+                nominal.push_back({x, y});
+                dev.push_back({p.x - x, p.y - y});
+                d.max_deviation = std::max(d.max_deviation, std::hypot(p.x - x, p.y - y));
+            }
+            d.nominal.push_back(std::move(nominal));
+            deviations.push_back(std::move(dev));
+        }
+    d.factor = a.factor ? *a.factor : auto_factor(d.max_deviation, par.ValSize);
+    for (std::size_t l = 0; l < d.nominal.size(); ++l) {
+        std::vector<PlotPoint> line;
+        for (std::size_t k = 0; k < d.nominal[l].size(); ++k)
+            line.push_back({d.nominal[l][k].x + d.factor * deviations[l][k].x,
+                            d.nominal[l][k].y + d.factor * deviations[l][k].y});
+        d.drive.push_back(std::move(line));
+    }
+    if (lens) {
+        d.cells = 120;
+        std::vector<tagKelPointF> centres;
+        for (int r = 0; r < d.cells; ++r)
+            for (int c = 0; c < d.cells; ++c)
+                centres.push_back(tagKelPointF{static_cast<float>(-half + (c + 0.5) * par.ValSize / d.cells),
+                                               static_cast<float>(half - (r + 0.5) * par.ValSize / d.cells)});
+        d.error_um = errors_um(*lens, par, centres, true);
+    }
+    render_plot(d, a.output, width, height);
+}
+
+}  // namespace
+
+void add_simulate_command(CLI::App& app, Context&) {
+    auto* cmd = app.add_subcommand("simulate", "Calibrate a simulated scan head and write its correction table");
+    auto a = std::make_shared<SimulateArgs>();
+    add_lens_options(cmd, a->lens);
+    cmd->add_option("--grids", a->grids, "Grid sizes to measure, in order, e.g. 9,17 (default 17)")
+        ->delimiter(',');
+    cmd->add_option("--val-size", a->val_size, "Calibrated field, field units (default 80)");
+    cmd->add_option("--noise", a->noise, "Measurement noise, standard deviation per axis in um (default 0)");
+    cmd->add_option("--seed", a->seed, "Seed of the noise (default 1)");
+    cmd->add_option("--save-lens", a->save_lens, "Also write the lens used as a lens file, for evaluate and plot");
+    cmd->add_option("-o,--output", a->output, "Correction table to write, '-' for standard output")->required();
+    cmd->footer(std::string("The run: nine points marked without correction and measured; the nine-point "
+                            "correction\nfitted from them; then each grid marked through the correction as it "
+                            "stands (nine\npoints plus the grids before it) and measured.\n\n") +
+                kModelHelp +
+                "\n\nExample:\n  vrncal simulate --lens examples/lens.ini --grids 9,17 --noise 2 --seed 7 -o "
+                "sample.cor");
+    cmd->callback([a] { run_simulate(*a); });
+}
+
+void add_evaluate_command(CLI::App& app, Context& ctx) {
+    auto* cmd = app.add_subcommand("evaluate", "Report the landing error of a calibration on a simulated head");
+    auto a = std::make_shared<EvaluateArgs>();
+    cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
+    cmd->add_option("--lens", a->lens, "Lens file of the simulated head (INI, [lens] section)")->required();
+    cmd->add_option("--pattern", a->pattern, "Targets per side of the dense pattern (default 101)");
+    cmd->add_option("--tolerance", a->tolerance, "Exit with status 1 when the final largest error exceeds this (um)");
+    cmd->add_flag("--json", a->json, "Print the table as JSON");
+    cmd->footer(std::string("Drives the simulated head over an n x n pattern of targets spanning +-ValSize/2, "
+                            "first\nlinearly, then through the nine-point correction alone, then adding the "
+                            "grids one by\none, and reports the distance between target and landing: largest, "
+                            "root mean square\nand 95th percentile.\n\n") +
+                kModelHelp + "\n\nExample:\n  vrncal evaluate examples/sample.cor --lens examples/lens.ini");
+    cmd->callback([a, &ctx] { ctx.status = run_evaluate(*a); });
+}
+
+void add_plot_command(CLI::App& app, Context&) {
+    auto* cmd = app.add_subcommand("plot", "Draw a calibration: nominal grid, drive positions, landing error");
+    auto a = std::make_shared<PlotArgs>();
+    cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
+    cmd->add_option("-o,--output", a->output, "Picture to write: .png or .svg")->required();
+    cmd->add_option("--lens", a->lens, "Lens file: adds the landing error as a colour map");
+    cmd->add_option("--exaggerate", a->factor, "Factor for the drive deviations (default: chosen to be visible)");
+    cmd->add_option("--size", a->size, "WIDTHxHEIGHT in pixels (default 900x820)");
+    cmd->add_option("--lines", a->lines, "Grid lines per direction (default 17)");
+    cmd->footer("Example:\n  vrncal plot examples/sample.cor --lens examples/lens.ini -o sample.png");
+    cmd->callback([a] { run_plot(*a); });
+}
+
+}  // namespace vrncal::tools

@@ -1,0 +1,91 @@
+#include "simulate.h"
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fmt/format.h>
+
+#include <vrncal/facade.h>
+
+#include "atomic_file.h"
+#include "errors.h"
+
+namespace vrncal::tools {
+
+namespace {
+
+// Loads a table through a temporary file, as a machine would load it.
+tagLenPar load_table(const TableContent& t) {
+    const std::string text = table_text(t);
+    std::string path = (std::filesystem::temp_directory_path() / "vrncal-simXXXXXX").string();
+    const int fd = ::mkstemp(path.data());
+    if (fd < 0) throw ToolError("cannot create a temporary file in " + std::filesystem::temp_directory_path().string());
+    std::FILE* f = ::fdopen(fd, "wb");
+    const bool written = f != nullptr && std::fwrite(text.data(), 1, text.size(), f) == text.size();
+    if (f != nullptr) std::fclose(f);
+    tagLenPar par;
+    VrnCal vc;
+    const bool loaded = written && vc.loadUcf(path.c_str(), par);
+    std::remove(path.c_str());
+    if (!loaded) throw ToolError("the simulated calibration does not load (temporary table " + path + ")");
+    par.CalMode = 1;
+    return par;
+}
+
+// Marks the nominal points of a grid with the given drive and measures them.
+template <typename Drive>
+void mark(const LensModel& lens, const tagLenPar& par, Noise& noise, double sigma_units, tagCalData* pts,
+          std::size_t n, Drive drive) {
+    for (std::size_t i = 0; i < n; ++i) {
+        tagKelPointF counts{};
+        drive(tagKelPointF{pts[i].X, pts[i].Y}, counts);
+        const auto hit = lens.land(par, counts);
+        if (!std::isfinite(hit.x) || !std::isfinite(hit.y))
+            throw ToolError(fmt::format("simulate: the lens sends the spot for ({}, {}) off the work plane; check "
+                                        "the focal length",
+                                        pts[i].X, pts[i].Y));
+        double nx, ny;
+        noise.pair(nx, ny);
+        pts[i].RealX = static_cast<float>(hit.x + nx * sigma_units);
+        pts[i].RealY = static_cast<float>(hit.y + ny * sigma_units);
+    }
+}
+
+}  // namespace
+
+TableContent simulate_calibration(const SimulateOptions& opt) {
+    TableContent t;
+    t.val_size = opt.val_size;
+    Noise noise(opt.seed, opt.noise_um == 0.0 ? 0.0 : 1.0);
+    const double sigma = opt.noise_um / 1000.0;  // field units are millimetres
+    VrnCal vc;
+
+    // 1. Nine points, driven linearly.
+    tagLenPar plain;
+    plain.ValSize = opt.val_size;
+    check_lens_range(opt.lens, plain);
+    const auto nine = nominal_grid(3, opt.val_size);
+    std::copy(nine.begin(), nine.end(), t.nine);
+    mark(opt.lens, plain, noise, sigma, t.nine, 9,
+         [&](tagKelPointF p, tagKelPointF& out) { vc.LP2DPEX_Cal(p, out, plain); });
+
+    // 2 and 3. Each grid through the correction as it stands.
+    for (int n : opt.grids) {
+        const tagLenPar par = load_table(t);
+        tagStack stack;
+        stack.Size = n;
+        stack.InOrder = 1;
+        stack.Points = nominal_grid(n, opt.val_size);
+        mark(opt.lens, par, noise, sigma, stack.Points.data(), stack.Points.size(),
+             [&](tagKelPointF p, tagKelPointF& out) { vc.CalibPoint(par, p, out); });
+        t.grids.push_back(std::move(stack));
+    }
+    return t;
+}
+
+double landing_error(const LensModel& lens, const tagLenPar& par, tagKelPointF target, tagKelPointF counts) {
+    const auto hit = lens.land(par, counts);
+    return std::hypot(hit.x - target.x, hit.y - target.y);
+}
+
+}  // namespace vrncal::tools

@@ -1,0 +1,45 @@
+// A calibration run on the simulated head, as an engineer does it on a
+// machine:
+//
+//   1. the nine points of a 3 x 3 grid over +-ValSize/2 are marked with the
+//      head driven linearly (no correction) and measured;
+//   2. the nine-point correction is fitted from them (by loading the table,
+//      exactly as a machine would);
+//   3. each grid, in the order given, is marked through the correction as it
+//      stands (the nine-point correction plus the grids measured before it)
+//      and measured.  The residuals of all grids add up in the correction, so
+//      each grid measures only what the earlier stages left.
+//
+// Measurements carry optional Gaussian noise and are rounded to float, as the
+// calibration records store them.
+#ifndef VRNCAL_TOOLS_SIMULATE_H
+#define VRNCAL_TOOLS_SIMULATE_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "lens.h"
+#include "table_writer.h"
+
+namespace vrncal::tools {
+
+struct SimulateOptions {
+    LensModel lens;
+    std::vector<int> grids;   // points per side, each one of 5, 9, 17, 25, 33, 65
+    double val_size = 80.0;   // calibrated field, field units
+    double noise_um = 0.0;    // measurement noise, standard deviation per axis
+    std::uint64_t seed = 1;
+};
+
+// Runs the calibration; returns the table ready to be written.  Intermediate
+// tables are loaded from temporary files.  Throws ToolError.
+TableContent simulate_calibration(const SimulateOptions& opt);
+
+// The landing error of one target, in field units, when the head is driven
+// to the device point the record's correction gives for it.
+double landing_error(const LensModel& lens, const tagLenPar& par, tagKelPointF target, tagKelPointF counts);
+
+}  // namespace vrncal::tools
+
+#endif
