@@ -1,6 +1,5 @@
 // The correction table text file: CBcdFile::LoadCorFile reads one into a
 // record through CCfgFile.
-#include <climits>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -34,13 +33,6 @@ bool parsePoint(const std::string& text, std::vector<std::string>& fields, tagCa
     return true;
 }
 
-// Truncates toward zero as the x86-64 conversion instruction does: NaN and
-// values outside the int range give INT_MIN instead of undefined behaviour.
-int truncToInt(float v) {
-    if (!(v >= -2147483648.0f && v < 2147483648.0f)) return INT_MIN;
-    return static_cast<int>(v);
-}
-
 }  // namespace
 
 int CBcdFile::GetCalOrder(int level) {
@@ -71,7 +63,7 @@ int CBcdFile::LoadCorFile(const char* path, tagLenPar& par) {
     par.LEN_XYFLIP = par.XYFlip = cfg.GetInt(kCoefSection, "LEN_XYFLIP", 0);
     par.LEN_XINVERT = par.XInvert = cfg.GetInt(kCoefSection, "LEN_XINVERT", 0);
     par.LEN_YINVERT = par.YInvert = cfg.GetInt(kCoefSection, "LEN_YINVERT", 0);
-    const int order = truncToInt(cfg.GetFloat(kCoefSection, "order", 3.0f));
+    const int order = vrncal_detail::truncToInt32(cfg.GetFloat(kCoefSection, "order", 3.0f));
 
     // Every key from here on is read from "Cal3", scalars and tables too:
     // existing files place them there.
