@@ -1,0 +1,26 @@
+// The INI store on arbitrary text, with lookups of whatever it parsed.
+#include <exception>
+
+#include <vrncal/vrncal.h>
+
+#include "fuzz_input.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FuzzFile file(data, size);
+    if (!file.ok()) return 0;
+    CCfgFile cfg;
+    cfg.loadItems(file.path());
+    std::vector<std::pair<std::string, std::string>> keys;
+    for (const auto& sect : cfg.sections)
+        if (sect.second)
+            for (const auto& item : sect.second->items) keys.emplace_back(sect.first, item.first);
+    for (const auto& k : keys) {
+        try {
+            cfg.GetFloat(k.first, k.second, 0.0f);
+            cfg.GetInt(k.first, k.second, 0);
+        } catch (const std::exception&) {
+        }
+        cfg.GetString(k.first, k.second, "");
+    }
+    return 0;
+}
