@@ -1,1 +1,52 @@
-// Not written yet.
+// Base parameters: the two field sizes and one count at offset 10 of a file,
+// read without loading the whole calibration, and the 38-byte file that
+// holds only them.
+#include <cstdint>
+
+#include "files/binary_io.h"
+#include "vrncal/bcd_file.h"
+
+using vrncal_detail::BinaryReader;
+using vrncal_detail::BinaryWriter;
+using vrncal_detail::FileHandle;
+
+namespace {
+
+constexpr long kBaseOffset = 10;
+constexpr double kBaseConstant = 4.0;
+
+}  // namespace
+
+bool CBcdFile::GetBasePara(const char* path, double& fieldSize, double& valSize, int& count) {
+    // Nothing is checked: a file that cannot be opened or ends early leaves
+    // the outputs it could not fill as the caller set them.
+    FileHandle file(path, "rb");
+    if (!file) return true;
+    BinaryReader in(file.get());
+    in.seek(kBaseOffset);
+    in.read(fieldSize);
+    in.read(valSize);
+    double skipped = 0.0;
+    in.read(skipped);
+    // LineCount in a data file, BoxLineCount in a base-parameter file.
+    in.read(count);
+    return true;
+}
+
+bool CBcdFile::SaveBasePara(const char* path, tagLenPar& par) {
+    // Truncates whatever the path held, a whole calibration included.
+    FileHandle file(path, "wb");
+    if (!file) return true;
+    BinaryWriter out(file.get());
+    // No magic: the first 10 bytes stay zero, so LoadBcdFile takes this file
+    // for a correction table.
+    out.seek(kBaseOffset);
+    out.write(par.FieldSize);
+    out.write(par.ValSize);
+    // 4.0 and BoxLineCount where the data file has 0.0 and LineCount; the two
+    // writers differ on purpose.
+    out.write(kBaseConstant);
+    out.write(static_cast<std::int32_t>(par.BoxLineCount));
+    file.close();
+    return true;
+}

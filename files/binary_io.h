@@ -1,0 +1,140 @@
+// Raw binary reading and writing at fixed file offsets, shared by the
+// calibration data file and the base-parameter file.
+//
+// Both files hold the host's own in-memory representation: little-endian
+// two's-complement integers and IEEE 754 reals, copied byte for byte.
+#ifndef VRNCAL_FILES_BINARY_IO_H
+#define VRNCAL_FILES_BINARY_IO_H
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <type_traits>
+
+#if defined(__BYTE_ORDER__) && defined(__ORDER_LITTLE_ENDIAN__)
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "the calibration files are little-endian and copied as the host's bytes");
+#endif
+static_assert(sizeof(int) == 4 && sizeof(double) == 8 && sizeof(float) == 4,
+              "the calibration files hold 32-bit integers and 64-bit reals");
+
+namespace vrncal_detail {
+
+// Owns a FILE* for the length of one call.
+class FileHandle {
+public:
+    FileHandle(const char* path, const char* mode)
+        : file_(path != nullptr ? std::fopen(path, mode) : nullptr) {}
+    ~FileHandle() {
+        if (file_ != nullptr) std::fclose(file_);
+    }
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+
+    std::FILE* get() const { return file_; }
+    explicit operator bool() const { return file_ != nullptr; }
+
+    // Closes now; the result of the close is deliberately not reported.
+    void close() {
+        if (file_ != nullptr) std::fclose(file_);
+        file_ = nullptr;
+    }
+
+private:
+    std::FILE* file_;
+};
+
+// Sequential reader with a sticky failure: once a seek or a read comes up
+// short, every later read fails too, so a file that ends early is read "as
+// far as it goes".  A value whose bytes are not all present is left exactly
+// as it was, never half overwritten.
+class BinaryReader {
+public:
+    explicit BinaryReader(std::FILE* f) : file_(f) {}
+
+    bool ok() const { return ok_; }
+    void fail() { ok_ = false; }
+    std::int64_t position() const { return pos_; }
+
+    bool seek(std::int64_t offset) {
+        if (!ok_) return false;
+        if (std::fseek(file_, static_cast<long>(offset), SEEK_SET) != 0) return ok_ = false;
+        pos_ = offset;
+        return true;
+    }
+
+    // Length of the file in bytes, or -1 when it cannot be told (a pipe).
+    // Leaves the read position where it was.
+    std::int64_t length() {
+        if (!ok_) return -1;
+        const long here = std::ftell(file_);
+        if (here < 0 || std::fseek(file_, 0, SEEK_END) != 0) return -1;
+        const long end = std::ftell(file_);
+        if (std::fseek(file_, here, SEEK_SET) != 0) {
+            ok_ = false;
+            return -1;
+        }
+        return end;
+    }
+
+    // Reads n bytes into dst; on a short read dst is untouched.  n is small
+    // (a header value or the coefficient block), so it is staged on the stack.
+    bool readRaw(void* dst, std::size_t n) {
+        unsigned char buf[kMaxStaged];
+        if (!ok_ || n > sizeof buf) return ok_ = false;
+        if (std::fread(buf, 1, n, file_) != n) return ok_ = false;
+        std::memcpy(dst, buf, n);
+        pos_ += static_cast<std::int64_t>(n);
+        return true;
+    }
+
+    template <typename T>
+    bool read(T& v) {
+        static_assert(std::is_trivially_copyable<T>::value, "raw values only");
+        return readRaw(&v, sizeof v);
+    }
+
+    // Reads n bytes straight into dst, for the large point arrays whose size
+    // the caller has already checked against the file length.  A short read
+    // can leave dst partly written; the caller discards it then.
+    bool readBulk(void* dst, std::size_t n) {
+        if (!ok_) return false;
+        if (n != 0 && std::fread(dst, 1, n, file_) != n) return ok_ = false;
+        pos_ += static_cast<std::int64_t>(n);
+        return true;
+    }
+
+    static constexpr std::size_t kMaxStaged = 600;
+
+private:
+    std::FILE* file_;
+    bool ok_ = true;
+    std::int64_t pos_ = 0;
+};
+
+// Writes raw values at absolute offsets.  Seeking past the end and writing
+// there leaves the skipped bytes zero, which is how every unlisted byte of
+// the files comes to be zero.
+class BinaryWriter {
+public:
+    explicit BinaryWriter(std::FILE* f) : file_(f) {}
+
+    void seek(long offset) { std::fseek(file_, offset, SEEK_SET); }
+
+    void writeRaw(const void* src, std::size_t n) {
+        if (n != 0) std::fwrite(src, 1, n, file_);
+    }
+
+    template <typename T>
+    void write(const T& v) {
+        static_assert(std::is_trivially_copyable<T>::value, "raw values only");
+        writeRaw(&v, sizeof v);
+    }
+
+private:
+    std::FILE* file_;
+};
+
+}  // namespace vrncal_detail
+
+#endif
