@@ -15,13 +15,32 @@ public:
     CBcdFile() = default;
     ~CBcdFile() = default;
 
-    // Writes the record as a binary data file.  Returns whether the file could
-    // be opened for writing.
+    // Writes the record as a binary data file, each region at its fixed
+    // offset (unlisted bytes are zero).  The coefficients are written as they
+    // stand: fit them first.  Returns whether the file could be opened for
+    // writing; a failed write or close is not reported.  Each stack's Size *
+    // Size points are taken from the front of its Points; a stack holding
+    // fewer is written with the points it has (never read past the end).
     static bool SaveBcdFile(const char* path, tagLenPar& par);
 
-    // Loads a binary data file, or hands any file without the magic to
-    // LoadCorFile and fits the coefficients when that succeeds.  Stacks is
-    // emptied first, whatever happens next.
+    // Loads a binary data file, or hands any file without the magic
+    // "VRNCLDT" (a shorter one included) to LoadCorFile and fits the
+    // coefficients (CCalibAlg::MVLSMCoef) when that returns 1; the result is
+    // then LoadCorFile's.  Stacks is emptied first, whatever happens next.
+    // False when the path cannot be opened or the version byte is '3'.
+    //
+    // A binary load runs no fit.  FieldSize and ValSize are taken only when
+    // greater than 1.0; a Resolution below 65535 becomes 65535.  A file that
+    // ends early is read as far as it goes and the result is true: a value
+    // whose bytes are not all present keeps its previous value (the 600-byte
+    // coefficient block is one value), as does every value after it.
+    //
+    // A file that declares more than it holds never makes the load allocate
+    // more than the file could fill: the stack count is capped by the file
+    // length, and reading stacks stops at the first record that is not wholly
+    // in the file or has a negative Size (its n * n points computed in 64
+    // bits).  The stacks before it are kept, it and all later ones dropped, so
+    // every loaded stack holds exactly Size * Size points.
     static bool LoadBcdFile(const char* path, tagLenPar& par);
 
     // Reads a correction table text file into the record.  Returns 1 when the
@@ -46,11 +65,13 @@ public:
     static int GetCalOrder(int level);
 
     // Reads FieldSize, ValSize and the count at offset 34 from a file's
-    // header.  Always true; outputs that cannot be read keep their values.
+    // header: LineCount in a data file, BoxLineCount in a base-parameter
+    // file.  Always true; outputs that cannot be read keep their values.
     static bool GetBasePara(const char* path, double& fieldSize, double& valSize, int& count);
 
-    // Writes the 38-byte base-parameter file (FieldSize, ValSize, 4.0,
-    // BoxLineCount at offset 10).  Always true.
+    // Writes the 38-byte base-parameter file: 10 zero bytes (no magic), then
+    // FieldSize, ValSize, 4.0 and BoxLineCount.  Truncates whatever the path
+    // held.  Always true, even when nothing could be written.
     static bool SaveBasePara(const char* path, tagLenPar& par);
 };
 
