@@ -2,7 +2,6 @@
 // driven to.
 #include <cmath>
 
-#include "alg/device_clamp.h"
 #include "alg/grid_correction.h"
 #include "math/fp.h"
 #include "vrncal/calib_alg.h"
