@@ -6,6 +6,7 @@
 // the stack and nothing allocates.
 #include <cmath>
 
+#include "alg/device_clamp.h"
 #include "math/fp.h"
 #include "vrncal/calib_alg.h"
 
@@ -53,15 +54,7 @@ void mirroredGains(const tagLenPar& par, tagKelPointF in, tagKelPointF& out) {
 }
 
 // Centre shift and clamp in float; a NaN passes both tests unchanged.
-float centred(const tagLenPar& par, float v) {
-    v = v + static_cast<float>(par.HalfResolution);
-    const float top = static_cast<float>(par.Resolution);
-    if (v < 0.0f)
-        v = 0.0f;
-    else if (v > top)
-        v = top;
-    return v;
-}
+float centred(const tagLenPar& par, float v) { return vrncal_detail::centreAndClamp(v, par); }
 
 // The same in double, for CalibPoint12.
 double centred(const tagLenPar& par, double v) {

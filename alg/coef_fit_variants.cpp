@@ -42,6 +42,32 @@ void fitNine(CMvLsmFit& fit, const double (&rows)[kPoints][N], const double (&ob
     for (std::size_t j = 0; j < N; ++j) c[j] = fit.Coef[j + 1];
 }
 
+// Copies the explanatory values of one row.
+template <std::size_t N>
+void setRow(double (&row)[N], const double (&values)[N]) {
+    for (std::size_t j = 0; j < N; ++j) row[j] = values[j];
+}
+
+// Fits both axes over the nine points: terms(i, rowX, rowY) writes the N
+// explanatory values of point i for the x fit and for the y fit; the
+// observations are the nominal coordinates times `scale`.
+template <std::size_t N, typename Terms>
+void fitAxes(const tagLenPar& par, double scale, Terms&& terms, double (&cx)[N], double (&cy)[N]) {
+    double rowsX[kPoints][N];
+    double obsX[kPoints];
+    double rowsY[kPoints][N];
+    double obsY[kPoints];
+    for (int i = 0; i < kPoints; ++i) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        terms(i, rowsX[i], rowsY[i]);
+        obsX[i] = p.X * scale;
+        obsY[i] = p.Y * scale;
+    }
+    CMvLsmFit fit;
+    fitNine(fit, rowsX, obsX, cx);
+    fitNine(fit, rowsY, obsY, cy);
+}
+
 // The analytic shape terms (half axes, offsets, angle and shear, side gains
 // and overall gains, keystone terms) read off the raw points, with the same
 // roundings as the main fit takes them off its pre-warped points: the shape
@@ -144,27 +170,13 @@ void CCalibAlg::MVLSMCoef2(tagLenPar& par) {
 }
 
 void CCalibAlg::MVLSMCoef4(tagLenPar& par) {
-    const double k = countsPerUnit(par);
-    double rowsX[kPoints][2];
-    double obsX[kPoints];
-    double rowsY[kPoints][2];
-    double obsY[kPoints];
-    for (int i = 0; i < kPoints; ++i) {
-        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
-        const double x = p.RealX;
-        const double y = p.RealY;
-        rowsX[i][0] = 1.0;
-        rowsX[i][1] = x;
-        obsX[i] = p.X * k;
-        rowsY[i][0] = 1.0;
-        rowsY[i][1] = y;
-        obsY[i] = p.Y * k;
-    }
-    CMvLsmFit fit;
     double cx[2];
     double cy[2];
-    fitNine(fit, rowsX, obsX, cx);
-    fitNine(fit, rowsY, obsY, cy);
+    fitAxes(par, countsPerUnit(par), [&par](int i, double (&rx)[2], double (&ry)[2]) {
+        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
+        setRow(rx, {1.0, static_cast<double>(p.RealX)});
+        setRow(ry, {1.0, static_cast<double>(p.RealY)});
+    }, cx, cy);
 
     double* kk = par.CalCoefs.k;
     kk[0] = cx[0];
@@ -182,28 +194,14 @@ void CCalibAlg::MVLSMCoef6(tagLenPar& par) {
     double y[kPoints];
     shapedPoints(par, x, y);
 
-    double rowsX[kPoints][6];
-    double obsX[kPoints];
-    double rowsY[kPoints][6];
-    double obsY[kPoints];
-    for (int i = 0; i < kPoints; ++i) {
-        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
-        const double xi = x[i];
-        const double yi = y[i];
-        const double xs[6] = {1.0, xi, yi, xi * yi * yi, xi * xi, yi * yi};
-        const double ys[6] = {1.0, yi, xi, xi * xi * yi, yi * yi, xi * xi};
-        for (int j = 0; j < 6; ++j) {
-            rowsX[i][j] = xs[j];
-            rowsY[i][j] = ys[j];
-        }
-        obsX[i] = p.X * k;
-        obsY[i] = p.Y * k;
-    }
-    CMvLsmFit fit;
     double cx[6];
     double cy[6];
-    fitNine(fit, rowsX, obsX, cx);
-    fitNine(fit, rowsY, obsY, cy);
+    fitAxes(par, k, [&x, &y](int i, double (&rx)[6], double (&ry)[6]) {
+        const double xi = x[i];
+        const double yi = y[i];
+        setRow(rx, {1.0, xi, yi, xi * yi * yi, xi * xi, yi * yi});
+        setRow(ry, {1.0, yi, xi, xi * xi * yi, yi * yi, xi * xi});
+    }, cx, cy);
 
     // Column j of the x fit is k[2j], of the y fit k[2j + 1].
     for (int j = 0; j < 6; ++j) {
@@ -213,28 +211,15 @@ void CCalibAlg::MVLSMCoef6(tagLenPar& par) {
 }
 
 void CCalibAlg::MVLSMCoef8(tagLenPar& par) {
-    double rowsX[kPoints][4];
-    double obsX[kPoints];
-    double rowsY[kPoints][4];
-    double obsY[kPoints];
-    for (int i = 0; i < kPoints; ++i) {
-        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
-        const double x = p.RealX;
-        const double y = p.RealY;
-        const double xs[4] = {1.0, x, y, x * y};
-        const double ys[4] = {1.0, y, x, x * y};
-        for (int j = 0; j < 4; ++j) {
-            rowsX[i][j] = xs[j];
-            rowsY[i][j] = ys[j];
-        }
-        obsX[i] = p.X;
-        obsY[i] = p.Y;
-    }
-    CMvLsmFit fit;
     double cx[4];
     double cy[4];
-    fitNine(fit, rowsX, obsX, cx);
-    fitNine(fit, rowsY, obsY, cy);
+    // Observations in field units, as CalibPoint18 evaluates them.
+    fitAxes(par, 1.0, [&par](int i, double (&rx)[4], double (&ry)[4]) {
+        const double x = par.CalCoefs.Cal3Pnts[i].RealX;
+        const double y = par.CalCoefs.Cal3Pnts[i].RealY;
+        setRow(rx, {1.0, x, y, x * y});
+        setRow(ry, {1.0, y, x, x * y});
+    }, cx, cy);
 
     clearCoefs(par, 0, 17);
     double* kk = par.CalCoefs.k;
@@ -249,28 +234,15 @@ void CCalibAlg::MVLSMCoef8(tagLenPar& par) {
 }
 
 void CCalibAlg::MVLSMCoef10(tagLenPar& par) {
-    double rowsX[kPoints][5];
-    double obsX[kPoints];
-    double rowsY[kPoints][5];
-    double obsY[kPoints];
-    for (int i = 0; i < kPoints; ++i) {
-        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
-        const double x = p.RealX;
-        const double y = p.RealY;
-        const double xs[5] = {1.0, x, y, x * y, x * y * y};
-        const double ys[5] = {1.0, y, x, x * y, x * x * y};
-        for (int j = 0; j < 5; ++j) {
-            rowsX[i][j] = xs[j];
-            rowsY[i][j] = ys[j];
-        }
-        obsX[i] = p.X;
-        obsY[i] = p.Y;
-    }
-    CMvLsmFit fit;
     double cx[5];
     double cy[5];
-    fitNine(fit, rowsX, obsX, cx);
-    fitNine(fit, rowsY, obsY, cy);
+    // Observations in field units, as CalibPoint18 evaluates them.
+    fitAxes(par, 1.0, [&par](int i, double (&rx)[5], double (&ry)[5]) {
+        const double x = par.CalCoefs.Cal3Pnts[i].RealX;
+        const double y = par.CalCoefs.Cal3Pnts[i].RealY;
+        setRow(rx, {1.0, x, y, x * y, x * y * y});
+        setRow(ry, {1.0, y, x, x * y, x * x * y});
+    }, cx, cy);
 
     clearCoefs(par, 0, 17);
     double* kk = par.CalCoefs.k;
@@ -299,29 +271,16 @@ void CCalibAlg::MVLSMCoef12(tagLenPar& par) {
     c.SYT = std::fabs(static_cast<double>(p[1].Y)) / std::fabs(static_cast<double>(p[1].RealY));
     c.SYB = std::fabs(static_cast<double>(p[7].Y)) / std::fabs(static_cast<double>(p[7].RealY));
 
-    double rowsU[kPoints][4];
-    double obsU[kPoints];
-    double rowsV[kPoints][4];
-    double obsV[kPoints];
-    for (int i = 0; i < kPoints; ++i) {
+    double cu[4];
+    double cv[4];
+    fitAxes(par, k, [p, &c, k](int i, double (&ru)[4], double (&rv)[4]) {
         const double x = p[i].RealX;
         const double y = p[i].RealY;
         const double X = x * (x > 0.0 ? c.SXR : c.SXL) * k;
         const double Y = y * (y > 0.0 ? c.SYT : c.SYB) * k;
-        const double us[4] = {X, Y, X * X * Y, X * Y * Y};
-        const double vs[4] = {Y, X, X * Y * Y, X * X * Y};
-        for (int j = 0; j < 4; ++j) {
-            rowsU[i][j] = us[j];
-            rowsV[i][j] = vs[j];
-        }
-        obsU[i] = p[i].X * k;
-        obsV[i] = p[i].Y * k;
-    }
-    CMvLsmFit fit;
-    double cu[4];
-    double cv[4];
-    fitNine(fit, rowsU, obsU, cu);
-    fitNine(fit, rowsV, obsV, cv);
+        setRow(ru, {X, Y, X * X * Y, X * Y * Y});
+        setRow(rv, {Y, X, X * Y * Y, X * X * Y});
+    }, cu, cv);
 
     // On a 3 x 3 grid a pure cube cannot be told from the linear term (on the
     // abscissae -a, 0, a, x^3 = a^2 x), so those four stay 0.
@@ -342,28 +301,14 @@ void CCalibAlg::MVLSMCoef12(tagLenPar& par) {
 
 void CCalibAlg::MVLSMCoef14(tagLenPar& par) {
     const double k = countsPerUnit(par);
-    double rowsX[kPoints][5];
-    double obsX[kPoints];
-    double rowsY[kPoints][5];
-    double obsY[kPoints];
-    for (int i = 0; i < kPoints; ++i) {
-        const tagCalData& p = par.CalCoefs.Cal3Pnts[i];
-        const double x = p.RealX;
-        const double y = p.RealY;
-        const double xs[5] = {1.0, x, y, x * x * y, x * y * y};
-        const double ys[5] = {1.0, y, x, x * y * y, x * x * y};
-        for (int j = 0; j < 5; ++j) {
-            rowsX[i][j] = xs[j];
-            rowsY[i][j] = ys[j];
-        }
-        obsX[i] = p.X * k;
-        obsY[i] = p.Y * k;
-    }
-    CMvLsmFit fit;
     double cx[5];
     double cy[5];
-    fitNine(fit, rowsX, obsX, cx);
-    fitNine(fit, rowsY, obsY, cy);
+    fitAxes(par, k, [&par](int i, double (&rx)[5], double (&ry)[5]) {
+        const double x = par.CalCoefs.Cal3Pnts[i].RealX;
+        const double y = par.CalCoefs.Cal3Pnts[i].RealY;
+        setRow(rx, {1.0, x, y, x * x * y, x * y * y});
+        setRow(ry, {1.0, y, x, x * y * y, x * x * y});
+    }, cx, cy);
 
     // The pure cubes stay 0 for the reason given in MVLSMCoef12.
     double* kk = par.CalCoefs.k;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "alg/grid_cell.h"
 #include "math/fp.h"
 #include "vrncal/calib_alg.h"
 #include "vrncal/geometry.h"
@@ -19,6 +20,10 @@ bool holdsFullGrid(const tagStack& stack) {
     const std::size_t n = static_cast<std::size_t>(stack.Size);
     return stack.Points.size() >= n * n;
 }
+
+}  // namespace
+
+namespace vrncal_detail {
 
 // Clamps the lookup point to the nominal field, compared in double, y first.
 // Points beyond the field take the deviation of its nearest edge.
@@ -52,6 +57,15 @@ long findCellInclusive(const tagStack& stack, double x, double y) {
     }
     return -1;
 }
+
+bool stackHasCells(const tagStack& stack) { return stack.Size > 1 && holdsFullGrid(stack); }
+
+}  // namespace vrncal_detail
+
+namespace {
+
+using vrncal_detail::clampToField;
+using vrncal_detail::findCellInclusive;
 
 // The measured positions interpolated along the four edges of a cell.
 template <typename T>
@@ -125,19 +139,12 @@ float nominalPitch(const tagLenPar& par, int size) {
 
 }  // namespace
 
-int CCalibAlg::GetGridDR(const tagLenPar& par, const tagKelPointF& pt, tagKelPointF& ratio,
-                         tagKelPointF& dev, const tagStack& stack) {
-    ratio = tagKelPointF{1.0f, 1.0f};
-    dev = tagKelPointF{0.0f, 0.0f};
+namespace vrncal_detail {
 
-    const tagKelPointF p = clampToField(par, pt);
+void deviationInCell(const tagLenPar& par, const tagKelPointF& p, const tagStack& stack, long i00,
+                     tagKelPointF& ratio, tagKelPointF& dev) {
     const float x = p.x;
     const float y = p.y;
-
-    if (stack.Size <= 1 || !holdsFullGrid(stack)) return 1;
-    const long i00 = findCellInclusive(stack, x, y);
-    if (i00 < 0) return 1;
-
     const int n = stack.Size;
     const tagCalData& p00 = stack.Points[i00];
     const tagCalData& p01 = stack.Points[i00 + 1];
@@ -173,6 +180,15 @@ int CCalibAlg::GetGridDR(const tagLenPar& par, const tagKelPointF& pt, tagKelPoi
                 (top.y - p00.Y);
     else
         dev.y = left.y - y;
+}
+
+}  // namespace vrncal_detail
+
+int CCalibAlg::GetGridDR(const tagLenPar& par, const tagKelPointF& pt, tagKelPointF& ratio,
+                         tagKelPointF& dev, const tagStack& stack) {
+    vrncal_detail::gridDeviation(par, pt, ratio, dev, stack, [&stack](double x, double y) {
+        return findCellInclusive(stack, x, y);
+    });
     return 1;
 }
 

@@ -2,11 +2,10 @@
 // driven to.
 #include <cmath>
 
-#include "alg/device_clamp.h"
+#include "alg/grid_correction.h"
 #include "math/fp.h"
 #include "vrncal/calib_alg.h"
 
-using vrncal_detail::centreAndClamp;
 using vrncal_detail::stored;
 
 int CCalibAlg::ShapePoint(const tagLenPar& par, const tagKelPointF& in, tagKelPointF& out) {
@@ -40,86 +39,11 @@ int CCalibAlg::CalibLSM(const tagLenPar& par, const tagKelPointF& in, tagKelPoin
     return CalibPoint2_new(par, in, out);
 }
 
-namespace {
-
-// Lookup point and axis gains for the grid residual.  The exchange flag never
-// swaps the coordinates: it swaps which invert flag acts on which axis, and
-// which gain goes with which axis.
-struct GridFrame {
-    bool negateX;
-    bool negateY;
-    double gainX;
-    double gainY;
-};
-
-GridFrame gridFrame(const tagLenPar& par) {
-    const tagCalCoefs& c = par.CalCoefs;
-    if (par.XYFlip == 0) return GridFrame{par.XInvert != 0, par.YInvert != 0, c.ScaleX, c.ScaleY};
-    return GridFrame{par.YInvert != 0, par.XInvert != 0, c.ScaleY, c.ScaleX};
-}
-
-// The residual in counts.  A residual of 0.001 field units or less is applied
-// at a quarter of its size, not skipped; the float |d| is widened for the test.
-float applyResidual(float v, float d, double kc, double gain) {
-    const double counts = d * kc * gain;
-    if (std::fabs(d) > 0.001) return stored(v - counts);
-    return stored(v - 0.25 * counts);
-}
-
-}  // namespace
-
 int CCalibAlg::CalibPoint2_new(const tagLenPar& par, tagKelPointF in, tagKelPointF& out) {
-    const tagCalCoefs& c = par.CalCoefs;
-    const double kc = static_cast<double>(par.Resolution) / par.FieldSize;
-    const double px = in.x;
-    const double py = in.y;
-
-    // Quadratic pre-warp, then the analytic shape correction in place.
-    tagKelPointF t;
-    t.x = stored(c.QuadX * px * px + px);
-    t.y = stored(c.QuadY * py * py + py);
-    ShapePoint(par, t, t);
-
-    // Cubic cross term and conversion to counts.
-    const double tx = t.x;
-    const double ty = t.y;
-    float ox = stored(c.k[2] * ty * ty * tx + kc * tx);
-    float oy = stored(c.k[3] * tx * tx * ty + kc * ty);
-
-    // The grid is looked up at the caller's point, not the pre-warped one.
-    const GridFrame frame = gridFrame(par);
-    tagKelPointF g = in;
-    if (frame.negateX) g.x = vrncal_detail::negated(g.x);
-    if (frame.negateY) g.y = vrncal_detail::negated(g.y);
-
-    // Every stack contributes: the residuals of overlapping stacks add up.
-    float dx = 0.0f;
-    float dy = 0.0f;
-    for (const tagStack& stack : par.Stacks) {
-        tagKelPointF ratio{0.0f, 0.0f};
-        tagKelPointF dev{0.0f, 0.0f};
-        GetGridDR(par, g, ratio, dev, stack);
-        dx += dev.x;
-        dy += dev.y;
-    }
-    if (frame.negateX) dx = vrncal_detail::negated(dx);
-    if (frame.negateY) dy = vrncal_detail::negated(dy);
-
-    ox = applyResidual(ox, dx, kc, frame.gainX);
-    oy = applyResidual(oy, dy, kc, frame.gainY);
-
-    // The gain tables read the caller's coordinates, unmirrored (the box
-    // correction mirrors them).
-    if (par.grid == 1) {
-        const double fx = GetScaleValue(par.LineCount, px, par.XT, par.XA, par.XR);
-        const double fy = GetScaleValue(par.LineCount, py, par.YT, par.YA, par.YR);
-        ox = ox * static_cast<float>(fx);
-        oy = oy * static_cast<float>(fy);
-    }
-
-    out.x = centreAndClamp(ox, par);
-    out.y = centreAndClamp(oy, par);
-    return 1;
+    return vrncal_detail::correctGridPoint(
+        par, in, out, [&par](std::size_t i, const tagKelPointF& g, tagKelPointF& ratio, tagKelPointF& dev) {
+            GetGridDR(par, g, ratio, dev, par.Stacks[i]);
+        });
 }
 
 double CCalibAlg::GetScaleValue(int count, double v, const double* pos, const double* /*aux*/,

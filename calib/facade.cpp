@@ -6,11 +6,8 @@
 #include <cmath>
 
 #include "calib/lens_flags.h"
-#include "math/fp.h"
 #include "vrncal/bcd_file.h"
 #include "vrncal/calib_alg.h"
-
-using vrncal_detail::stored;
 
 bool VrnCal::Calib9Pt(const tagLenPar& par, tagKelPointF& in, tagKelPointF& out) {
     return CCalibAlg::CalibLSM(par, in, out) != 0;
@@ -55,14 +52,9 @@ bool VrnCal::getBasePara(const char* path, double& fieldSize, double& valSize, i
 }
 
 bool VrnCal::CalibPoint(const tagLenPar& par, tagKelPointF in, tagKelPointF& out) {
-    if (par.CalMode != 0) {
-        vrncal_detail::applyGridSigns(par, in);
-        return Calib9Pt(par, in, out);
-    }
-    vrncal_detail::applySigns(par.LEN_XYFLIP, par.LEN_XINVERT, par.LEN_YINVERT, in);
-    in.x = stored(in.x + par.BoxOffsetX);
-    in.y = stored(in.y + par.BoxOffsetY);
-    return CalibBox(par, in, out);
+    tagKelPointF p = vrncal_detail::correctionInput(par, in);
+    if (par.CalMode != 0) return Calib9Pt(par, p, out);
+    return CalibBox(par, p, out);
 }
 
 // The file-level members work on a record of their own, loaded from the file

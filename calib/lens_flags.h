@@ -26,6 +26,20 @@ inline void applyGridSigns(const tagLenPar& par, tagKelPointF& p) {
     applySigns(par.XYFlip, par.XInvert, par.YInvert, p);
 }
 
+// The point as the correction CalMode picks receives it: the grid correction
+// takes the copies of the flags, the box correction the lens flags and then
+// its offsets, added in double and stored as float.
+inline tagKelPointF correctionInput(const tagLenPar& par, tagKelPointF p) {
+    if (par.CalMode != 0) {
+        applyGridSigns(par, p);
+        return p;
+    }
+    applySigns(par.LEN_XYFLIP, par.LEN_XINVERT, par.LEN_YINVERT, p);
+    p.x = stored(p.x + par.BoxOffsetX);
+    p.y = stored(p.y + par.BoxOffsetY);
+    return p;
+}
+
 // Clamps a device point to 0 .. Resolution, compared in float, x first.
 // A NaN compares false both ways and passes through.
 inline void clampToDevice(const tagLenPar& par, tagKelPointF& p) {

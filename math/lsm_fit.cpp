@@ -22,6 +22,14 @@ constexpr int kMaxOrderPos = 21;
 // count to what the arrays hold before it drives an index.
 int clampCount(int v, int cap) { return v < 0 ? 0 : (v > cap ? cap : v); }
 
+// Whether column v already stands at one of the positions k+1 .. n of the
+// permutation being built (positions are filled from n down to 1).
+bool placedAbove(const int (&order)[22], int k, int n, int v) {
+    for (int p = n; p > k; --p)
+        if (order[p] == v) return true;
+    return false;
+}
+
 }  // namespace
 
 CMvLsmFit::CMvLsmFit() {
@@ -123,14 +131,7 @@ void CMvLsmFit::creatorder(int k) {
     if (k > kMaxOrderPos) return;  // beyond the order array: nothing to expand
     if (k >= 1) {
         for (int v = n; v >= 1; --v) {
-            bool used = false;
-            if (k < n)
-                for (int p = n; p > k; --p)
-                    if (order[p] == v) {
-                        used = true;
-                        break;
-                    }
-            if (used) continue;
+            if (placedAbove(order, k, n, v)) continue;
             order[k] = v;
             creatorder(k - 1);
         }
@@ -146,14 +147,7 @@ void CMvLsmFit::creataorder(int k, int row, int col) {
     if (k > kMaxOrderPos) return;
     if (k >= 1) {
         for (int v = n; v >= 1; --v) {
-            bool used = false;
-            if (k < n)
-                for (int p = n; p > k; --p)
-                    if (order[p] == v) {
-                        used = true;
-                        break;
-                    }
-            if (used) continue;
+            if (placedAbove(order, k, n, v)) continue;
             order[k] = v;
             creataorder(k - 1, row, col);
         }
