@@ -19,7 +19,8 @@ constexpr double kBaseConstant = 4.0;
 
 bool CBcdFile::GetBasePara(const char* path, double& fieldSize, double& valSize, int& count) {
     // Nothing is checked: a file that cannot be opened or ends early leaves
-    // the outputs it could not fill as the caller set them.
+    // the outputs it could not reach as the caller set them, and one cut by
+    // the end takes the bytes present.
     FileHandle file(path, "rb");
     if (!file) return true;
     BinaryReader in(file.get());

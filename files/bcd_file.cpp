@@ -31,7 +31,6 @@ constexpr std::int64_t kPointBytes = sizeof(tagCalData);
 constexpr std::int64_t kStackHeaderBytes = 2 * sizeof(std::int32_t);
 
 static_assert(sizeof(tagCalCoefs) == 600, "the coefficient block is 600 bytes in the file");
-static_assert(sizeof(tagCalCoefs) <= BinaryReader::kMaxStaged, "the block is read in one piece");
 static_assert(sizeof(tagCalData) == 16, "a point is 16 bytes in the file");
 
 // Flag and its working copy in one word: copy in bits 8-15, flag in bits 0-7.
@@ -94,7 +93,7 @@ void readStacks(BinaryReader& in, std::int64_t fileLength, tagLenPar& par) {
         const std::int64_t points = n * n;
         if (points > (fileLength - in.position()) / kPointBytes) break;
         st.Points.resize(static_cast<std::size_t>(points));
-        if (!in.readBulk(st.Points.data(), static_cast<std::size_t>(points * kPointBytes))) break;
+        if (!in.readRaw(st.Points.data(), static_cast<std::size_t>(points * kPointBytes))) break;
     }
     par.Stacks.resize(kept);
 }
@@ -193,7 +192,9 @@ bool CBcdFile::LoadBcdFile(const char* path, tagLenPar& par) {
 
     in.seek(kRealsOffset);
     double real = 0.0;
-    // Values of 1.0 or less (and NaN) keep what the record held.
+    // Values of 1.0 or less (and NaN) keep what the record held.  The reals
+    // and the flag words pass through temporaries and count only when read
+    // in full; the members read directly take what a cut read leaves.
     if (in.read(real) && real > 1.0) par.FieldSize = real;
     if (in.read(real) && real > 1.0) par.ValSize = real;
     in.read(real);  // reserved

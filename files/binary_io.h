@@ -46,8 +46,8 @@ private:
 
 // Sequential reader with a sticky failure: once a seek or a read comes up
 // short, every later read fails too, so a file that ends early is read "as
-// far as it goes".  A value whose bytes are not all present is left exactly
-// as it was, never half overwritten.
+// far as it goes".  A value cut by the end of the file takes the bytes that
+// are present over what it held, as a stream read leaves it.
 class BinaryReader {
 public:
     explicit BinaryReader(std::FILE* f) : file_(f) {}
@@ -77,14 +77,13 @@ public:
         return end;
     }
 
-    // Reads n bytes into dst; on a short read dst is untouched.  n is small
-    // (a header value or the coefficient block), so it is staged on the stack.
+    // Reads n bytes into dst; true when all n were there.  On a short read
+    // the bytes that were there are in dst and the rest is untouched.
     bool readRaw(void* dst, std::size_t n) {
-        unsigned char buf[kMaxStaged];
-        if (!ok_ || n > sizeof buf) return ok_ = false;
-        if (std::fread(buf, 1, n, file_) != n) return ok_ = false;
-        std::memcpy(dst, buf, n);
-        pos_ += static_cast<std::int64_t>(n);
+        if (!ok_) return false;
+        const std::size_t got = n == 0 ? 0 : std::fread(dst, 1, n, file_);
+        pos_ += static_cast<std::int64_t>(got);
+        if (got != n) return ok_ = false;
         return true;
     }
 
@@ -93,18 +92,6 @@ public:
         static_assert(std::is_trivially_copyable<T>::value, "raw values only");
         return readRaw(&v, sizeof v);
     }
-
-    // Reads n bytes straight into dst, for the large point arrays whose size
-    // the caller has already checked against the file length.  A short read
-    // can leave dst partly written; the caller discards it then.
-    bool readBulk(void* dst, std::size_t n) {
-        if (!ok_) return false;
-        if (n != 0 && std::fread(dst, 1, n, file_) != n) return ok_ = false;
-        pos_ += static_cast<std::int64_t>(n);
-        return true;
-    }
-
-    static constexpr std::size_t kMaxStaged = 600;
 
 private:
     std::FILE* file_;

@@ -31,9 +31,10 @@ public:
     //
     // A binary load runs no fit.  FieldSize and ValSize are taken only when
     // greater than 1.0; a Resolution below 65535 becomes 65535.  A file that
-    // ends early is read as far as it goes and the result is true: a value
-    // whose bytes are not all present keeps its previous value (the 600-byte
-    // coefficient block is one value), as does every value after it.
+    // ends early is read as far as it goes and the result is true: a member
+    // cut by the end takes the bytes present over what it held (as a stream
+    // read leaves it; the base reals and flag words count only when whole),
+    // and every member after it keeps what it held.
     //
     // A file that declares more than it holds never makes the load allocate
     // more than the file could fill: the stack count is capped by the file
@@ -66,7 +67,8 @@ public:
 
     // Reads FieldSize, ValSize and the count at offset 34 from a file's
     // header: LineCount in a data file, BoxLineCount in a base-parameter
-    // file.  Always true; outputs that cannot be read keep their values.
+    // file.  Always true; outputs that cannot be read keep their values (one
+    // cut by the end of the file takes the bytes present).
     static bool GetBasePara(const char* path, double& fieldSize, double& valSize, int& count);
 
     // Writes the 38-byte base-parameter file: 10 zero bytes (no magic), then

@@ -97,17 +97,19 @@ TEST_F(BaseParaTest, MissingOrShortFileLeavesWhatCannotBeRead) {
     tagLenPar par = baseRecord();
     CBcdFile::SaveBasePara(p.c_str(), par);
     const Bytes full = vrncal_test::readBytes(p);
-    // Cut inside ValSize: FieldSize is read, nothing after it.
+    // Cut inside ValSize: FieldSize is read, ValSize takes the 7 bytes
+    // present over the caller's value, the count is untouched.
     vrncal_test::writeBytes(p, Bytes(full.begin(), full.begin() + 25));
     EXPECT_TRUE(get(p));
     EXPECT_EQ(field_, 163.84);
-    EXPECT_EQ(val_, -2.0);
+    EXPECT_EQ(val_, vrncal_test::cutValue(0x1.e0ccccccccccdp+6, -2.0, 18, 25));
     EXPECT_EQ(count_, -3);
-    // Cut inside the count.
+    // Cut inside the count: three of its four bytes.
     vrncal_test::writeBytes(p, Bytes(full.begin(), full.begin() + 37));
+    count_ = -3;
     EXPECT_TRUE(get(p));
     EXPECT_EQ(val_, 0x1.e0ccccccccccdp+6);
-    EXPECT_EQ(count_, -3);
+    EXPECT_EQ(count_, vrncal_test::cutValue(par.BoxLineCount, -3, 34, 37));
 }
 
 TEST_F(BaseParaTest, UnopenablePathStillReportsSuccess) {

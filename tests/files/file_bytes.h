@@ -41,6 +41,18 @@ void putValue(Bytes& b, std::size_t offset, T v) {
     std::memcpy(b.data() + offset, &v, sizeof v);
 }
 
+// A value at `offset` after a read cut at `cut`: new when all its bytes are
+// in the file, old when none are, the present bytes over the old value when
+// the cut falls inside it (as a stream read leaves it).
+template <typename T>
+T cutValue(const T& now, const T& old, std::size_t offset, std::size_t cut) {
+    if (cut >= offset + sizeof(T)) return now;
+    if (cut <= offset) return old;
+    T v = old;
+    std::memcpy(static_cast<void*>(&v), &now, cut - offset);
+    return v;
+}
+
 // True when bytes [from, to) are all zero.
 inline bool zeroRange(const Bytes& b, std::size_t from, std::size_t to) {
     for (std::size_t i = from; i < to && i < b.size(); ++i)
