@@ -1,5 +1,3 @@
-#include <stdlib.h>
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -8,20 +6,14 @@
 
 #include <gtest/gtest.h>
 
+#include "file_bytes.h"
 #include "vrncal/cfg_file.h"
 
 namespace {
 
 // Each test gets its own temporary directory.
-class CfgFileTest : public ::testing::Test {
+class CfgFileTest : public vrncal_test::TempDirTest {
 protected:
-    void SetUp() override {
-        std::string tmpl = ::testing::TempDir() + "vrncal_cfg_XXXXXX";
-        ASSERT_NE(mkdtemp(&tmpl[0]), nullptr);
-        dir_ = tmpl;
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-
     std::string write(const std::string& name, const std::string& text) {
         const std::string path = dir_ + "/" + name;
         std::ofstream(path, std::ios::binary) << text;
@@ -39,7 +31,6 @@ protected:
         return path;
     }
 
-    std::string dir_;
     CCfgFile cfg_;
 };
 

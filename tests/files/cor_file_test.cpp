@@ -1,5 +1,3 @@
-#include <stdlib.h>
-
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -7,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "file_bytes.h"
 #include "vrncal/bcd_file.h"
 
 namespace {
@@ -34,12 +33,10 @@ const char* const kNine =
     "PNT5=1 0 1 0\nPNT6=-1 -1 -1 -1\nPNT7=0 -1 0 -1\n"
     "PNT8=1 -1 1.5 -0.5 \n";
 
-class CorFileTest : public ::testing::Test {
+class CorFileTest : public vrncal_test::TempDirTest {
 protected:
     void SetUp() override {
-        std::string tmpl = ::testing::TempDir() + "vrncal_cor_XXXXXX";
-        ASSERT_NE(mkdtemp(&tmpl[0]), nullptr);
-        dir_ = tmpl;
+        TempDirTest::SetUp();
         // Sentinels: values a load must leave alone unless the file sets them.
         par_.ValSize = 1.0;
         par_.Resolution = 1;
@@ -55,7 +52,6 @@ protected:
         par_.XT[0] = par_.XT[2] = 9.0;
         par_.Stacks.push_back(tagStack{2, 1, {}});
     }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
 
     int load(const std::string& text) {
         const std::string path = dir_ + "/t.cor";
@@ -70,7 +66,6 @@ protected:
         EXPECT_EQ(par_.XYFlip + par_.XInvert + par_.YInvert, 0);
     }
 
-    std::string dir_;
     tagLenPar par_;
 };
 
