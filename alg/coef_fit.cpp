@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "alg/shape_fit.h"
 #include "math/fp.h"
 #include "vrncal/calib_alg.h"
 #include "vrncal/lsm_fit.h"
@@ -33,6 +34,49 @@ double guardedSlope(float num, float den) {
 }
 
 }  // namespace
+
+namespace vrncal_detail {
+
+void fitShapeTerms(tagLenPar& par, const tagCalData (&p)[9]) {
+    tagCalCoefs& cc = par.CalCoefs;
+    cc.AxisXL = std::fabs(p[3].RealX);
+    cc.AxisXR = std::fabs(p[5].RealX);
+    cc.AxisYT = std::fabs(p[1].RealY);
+    cc.AxisYB = std::fabs(p[7].RealY);
+    cc.OX = (cc.AxisXR - cc.AxisXL) * 0.5;
+    cc.OY = (cc.AxisYT - cc.AxisYB) * 0.5;
+
+    // Angle of the middle column against the middle row.
+    tagCalData column[2] = {p[1], p[7]};
+    tagCalData row[2] = {p[3], p[5]};
+    cc.Y2XAngle = CCalibAlg::GetTwoLineAngle(column, row);
+    // A (near) zero angle would give tan(-pi/2); it means "no shear".  A NaN
+    // angle fails the test as well.
+    const double t = std::fabs(cc.Y2XAngle) >= 1e-6 ? std::tan(cc.Y2XAngle - 1.5707963267948966) : 0.0;
+    cc.PLX = t;
+    cc.PLY = t;
+
+    cc.SXL = par.ValSize / (2.0 * cc.AxisXL);
+    cc.SXR = par.ValSize / (2.0 * cc.AxisXR);
+    cc.ScaleX = par.ValSize / (cc.AxisXL + cc.AxisXR);
+    cc.SYT = par.ValSize / (2.0 * cc.AxisYT);
+    cc.SYB = par.ValSize / (2.0 * cc.AxisYB);
+    cc.ScaleY = par.ValSize / (cc.AxisYT + cc.AxisYB);
+
+    // Keystone from the corners with the shear taken out.  The x terms are
+    // slopes of the left and right edges over y, the y terms slopes of the top
+    // and bottom edges over x: the asymmetry is intended.
+    const float u0 = stored(p[0].RealX - p[0].RealY * t);
+    const float u2 = stored(p[2].RealX - p[2].RealY * t);
+    const float u6 = stored(p[6].RealX - p[6].RealY * t);
+    const float u8 = stored(p[8].RealX - p[8].RealY * t);
+    cc.TXL = guardedSlope(u6 - u0, p[6].RealY - p[0].RealY);
+    cc.TXR = guardedSlope(u8 - u2, p[8].RealY - p[2].RealY);
+    cc.TYT = guardedSlope(p[0].RealY - p[2].RealY, u0 - u2);
+    cc.TYB = guardedSlope(p[6].RealY - p[8].RealY, u6 - u8);
+}
+
+}  // namespace vrncal_detail
 
 void CCalibAlg::MVLSMCoef(tagLenPar& par) { MVLSMCoef2_new(par); }
 
@@ -75,41 +119,7 @@ void CCalibAlg::MVLSMCoef2_new(tagLenPar& par) {
         q.RealY = stored(cc.QuadY * q.RealY * q.RealY + q.RealY);
     }
 
-    cc.AxisXL = std::fabs(p[3].RealX);
-    cc.AxisXR = std::fabs(p[5].RealX);
-    cc.AxisYT = std::fabs(p[1].RealY);
-    cc.AxisYB = std::fabs(p[7].RealY);
-    cc.OX = (cc.AxisXR - cc.AxisXL) * 0.5;
-    cc.OY = (cc.AxisYT - cc.AxisYB) * 0.5;
-
-    // Angle of the middle column against the middle row.
-    tagCalData column[2] = {p[1], p[7]};
-    tagCalData row[2] = {p[3], p[5]};
-    cc.Y2XAngle = GetTwoLineAngle(column, row);
-    // A (near) zero angle would give tan(-pi/2); it means "no shear".  A NaN
-    // angle fails the test as well.
-    const double t = std::fabs(cc.Y2XAngle) >= 1e-6 ? std::tan(cc.Y2XAngle - 1.5707963267948966) : 0.0;
-    cc.PLX = t;
-    cc.PLY = t;
-
-    cc.SXL = par.ValSize / (2.0 * cc.AxisXL);
-    cc.SXR = par.ValSize / (2.0 * cc.AxisXR);
-    cc.ScaleX = par.ValSize / (cc.AxisXL + cc.AxisXR);
-    cc.SYT = par.ValSize / (2.0 * cc.AxisYT);
-    cc.SYB = par.ValSize / (2.0 * cc.AxisYB);
-    cc.ScaleY = par.ValSize / (cc.AxisYT + cc.AxisYB);
-
-    // Keystone from the corners with the shear taken out.  The x terms are
-    // slopes of the left and right edges over y, the y terms slopes of the top
-    // and bottom edges over x: the asymmetry is intended.
-    const float u0 = stored(p[0].RealX - p[0].RealY * t);
-    const float u2 = stored(p[2].RealX - p[2].RealY * t);
-    const float u6 = stored(p[6].RealX - p[6].RealY * t);
-    const float u8 = stored(p[8].RealX - p[8].RealY * t);
-    cc.TXL = guardedSlope(u6 - u0, p[6].RealY - p[0].RealY);
-    cc.TXR = guardedSlope(u8 - u2, p[8].RealY - p[2].RealY);
-    cc.TYT = guardedSlope(p[0].RealY - p[2].RealY, u0 - u2);
-    cc.TYB = guardedSlope(p[6].RealY - p[8].RealY, u6 - u8);
+    vrncal_detail::fitShapeTerms(par, p);
 
     // Cubic cross fits of what the shaping leaves, in device counts.  The
     // shaping reads the terms stored above.

@@ -14,12 +14,11 @@
 #include <cstddef>
 #include <vector>
 
-#include "math/fp.h"
+#include "alg/shape_fit.h"
 #include "vrncal/calib_alg.h"
 #include "vrncal/lsm_fit.h"
 #include "vrncal/solver.h"
 
-using vrncal_detail::stored;
 
 namespace {
 
@@ -68,52 +67,12 @@ void fitAxes(const tagLenPar& par, double scale, Terms&& terms, double (&cx)[N],
     fitNine(fit, rowsY, obsY, cy);
 }
 
-// The analytic shape terms (half axes, offsets, angle and shear, side gains
-// and overall gains, keystone terms) read off the raw points, with the same
-// roundings as the main fit takes them off its pre-warped points: the shape
+// The shape terms of the main fit, read off the raw points: the shape
 // correction of CalibPoint2 and CalibPoint6 has no pre-warp in front of it.
 void fitShape(tagLenPar& par) {
-    tagCalCoefs& c = par.CalCoefs;
     tagCalData p[kPoints];
-    for (int i = 0; i < kPoints; ++i) p[i] = c.Cal3Pnts[i];
-
-    c.AxisXL = std::fabs(p[3].RealX);
-    c.AxisXR = std::fabs(p[5].RealX);
-    c.AxisYT = std::fabs(p[1].RealY);
-    c.AxisYB = std::fabs(p[7].RealY);
-    c.OX = (c.AxisXR - c.AxisXL) * 0.5;
-    c.OY = (c.AxisYT - c.AxisYB) * 0.5;
-
-    // Angle between the middle column and the middle row; a near-zero angle
-    // (the value the angle function gives for exactly perpendicular axes)
-    // means no shear rather than tan(-pi/2).
-    tagCalData column[2] = {p[1], p[7]};
-    tagCalData row[2] = {p[3], p[5]};
-    c.Y2XAngle = CCalibAlg::GetTwoLineAngle(column, row);
-    const double t =
-        std::fabs(c.Y2XAngle) >= 1e-6 ? std::tan(c.Y2XAngle - 1.5707963267948966) : 0.0;
-    c.PLX = t;
-    c.PLY = t;
-
-    c.SXL = par.ValSize / (2.0 * c.AxisXL);
-    c.SXR = par.ValSize / (2.0 * c.AxisXR);
-    c.ScaleX = par.ValSize / (c.AxisXL + c.AxisXR);
-    c.SYT = par.ValSize / (2.0 * c.AxisYT);
-    c.SYB = par.ValSize / (2.0 * c.AxisYB);
-    c.ScaleY = par.ValSize / (c.AxisYT + c.AxisYB);
-
-    // Keystone: the x terms are slopes of the left and right edges over y, the
-    // y terms slopes of the top and bottom edges over x, in float.
-    float u[kPoints] = {};
-    for (int i : {0, 2, 6, 8}) u[i] = stored(p[i].RealX - p[i].RealY * t);
-    const float left = p[6].RealY - p[0].RealY;
-    const float right = p[8].RealY - p[2].RealY;
-    const float top = u[0] - u[2];
-    const float bottom = u[6] - u[8];
-    c.TXL = std::fabs(left) < 1e-6 ? 0.0 : (u[6] - u[0]) / left;
-    c.TXR = std::fabs(right) < 1e-6 ? 0.0 : (u[8] - u[2]) / right;
-    c.TYT = std::fabs(top) < 1e-6 ? 0.0 : (p[0].RealY - p[2].RealY) / top;
-    c.TYB = std::fabs(bottom) < 1e-6 ? 0.0 : (p[6].RealY - p[8].RealY) / bottom;
+    for (int i = 0; i < kPoints; ++i) p[i] = par.CalCoefs.Cal3Pnts[i];
+    vrncal_detail::fitShapeTerms(par, p);
 }
 
 // The measured points shaped with the terms fitShape has stored.
@@ -132,6 +91,35 @@ void shapedPoints(const tagLenPar& par, double (&x)[kPoints], double (&y)[kPoint
 // Writes zero into k[first..last] step 1.
 void clearCoefs(tagLenPar& par, int first, int last) {
     for (int i = first; i <= last; ++i) par.CalCoefs.k[i] = 0.0;
+}
+
+// The bilinear map of MVLSMCoef8 (N = 4) or with the pincushion term of each
+// axis as well (N = 5), in field units as CalibPoint18 evaluates them; every
+// other coefficient of k0..k17 is cleared.
+template <std::size_t N>
+void fitBilinear(tagLenPar& par) {
+    static_assert(N == 4 || N == 5, "the bilinear map, with or without the pincushion term");
+    double cx[N];
+    double cy[N];
+    fitAxes(par, 1.0, [&par](int i, double (&rx)[N], double (&ry)[N]) {
+        const double x = par.CalCoefs.Cal3Pnts[i].RealX;
+        const double y = par.CalCoefs.Cal3Pnts[i].RealY;
+        const double xs[5] = {1.0, x, y, x * y, x * y * y};
+        const double ys[5] = {1.0, y, x, x * y, x * x * y};
+        for (std::size_t j = 0; j < N; ++j) {
+            rx[j] = xs[j];
+            ry[j] = ys[j];
+        }
+    }, cx, cy);
+
+    // Where each term sits among CalibPoint18's coefficients.
+    constexpr int slotX[5] = {16, 14, 10, 8, 2};
+    constexpr int slotY[5] = {17, 15, 11, 9, 3};
+    clearCoefs(par, 0, 17);
+    for (std::size_t j = 0; j < N; ++j) {
+        par.CalCoefs.k[slotX[j]] = cx[j];
+        par.CalCoefs.k[slotY[j]] = cy[j];
+    }
 }
 
 }  // namespace
@@ -210,53 +198,9 @@ void CCalibAlg::MVLSMCoef6(tagLenPar& par) {
     }
 }
 
-void CCalibAlg::MVLSMCoef8(tagLenPar& par) {
-    double cx[4];
-    double cy[4];
-    // Observations in field units, as CalibPoint18 evaluates them.
-    fitAxes(par, 1.0, [&par](int i, double (&rx)[4], double (&ry)[4]) {
-        const double x = par.CalCoefs.Cal3Pnts[i].RealX;
-        const double y = par.CalCoefs.Cal3Pnts[i].RealY;
-        setRow(rx, {1.0, x, y, x * y});
-        setRow(ry, {1.0, y, x, x * y});
-    }, cx, cy);
+void CCalibAlg::MVLSMCoef8(tagLenPar& par) { fitBilinear<4>(par); }
 
-    clearCoefs(par, 0, 17);
-    double* kk = par.CalCoefs.k;
-    kk[16] = cx[0];
-    kk[14] = cx[1];
-    kk[10] = cx[2];
-    kk[8] = cx[3];
-    kk[17] = cy[0];
-    kk[15] = cy[1];
-    kk[11] = cy[2];
-    kk[9] = cy[3];
-}
-
-void CCalibAlg::MVLSMCoef10(tagLenPar& par) {
-    double cx[5];
-    double cy[5];
-    // Observations in field units, as CalibPoint18 evaluates them.
-    fitAxes(par, 1.0, [&par](int i, double (&rx)[5], double (&ry)[5]) {
-        const double x = par.CalCoefs.Cal3Pnts[i].RealX;
-        const double y = par.CalCoefs.Cal3Pnts[i].RealY;
-        setRow(rx, {1.0, x, y, x * y, x * y * y});
-        setRow(ry, {1.0, y, x, x * y, x * x * y});
-    }, cx, cy);
-
-    clearCoefs(par, 0, 17);
-    double* kk = par.CalCoefs.k;
-    kk[16] = cx[0];
-    kk[14] = cx[1];
-    kk[10] = cx[2];
-    kk[8] = cx[3];
-    kk[2] = cx[4];
-    kk[17] = cy[0];
-    kk[15] = cy[1];
-    kk[11] = cy[2];
-    kk[9] = cy[3];
-    kk[3] = cy[4];
-}
+void CCalibAlg::MVLSMCoef10(tagLenPar& par) { fitBilinear<5>(par); }
 
 void CCalibAlg::MVLSMCoef12(tagLenPar& par) {
     tagCalCoefs& c = par.CalCoefs;
