@@ -100,15 +100,4 @@ TEST(Records, DefaultsDescribeANeutralLens) {
     EXPECT_EQ(c.Cal3Pnts[8].RealY, 0.0f);
 }
 
-TEST(Records, CopyingARecordCopiesItsGrids) {
-    tagLenPar a;
-    tagStack s;
-    s.Size = 2;
-    s.Points.assign(4, tagCalData{1.0f, 2.0f, 3.0f, 4.0f});
-    a.Stacks.push_back(s);
-    tagLenPar b = a;
-    b.Stacks[0].Points[0].RealX = 9.0f;
-    EXPECT_EQ(a.Stacks[0].Points[0].RealX, 3.0f);
-}
-
 }  // namespace
