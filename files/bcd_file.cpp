@@ -69,7 +69,7 @@ std::int64_t stackCapacity(std::int64_t fileLength) {
 // keeps.  Only the 8-byte headers are read; the points are skipped.
 std::int64_t countWholeStacks(BinaryReader& in, std::int64_t fileLength, std::int64_t declared,
                               DataFileReport* report) {
-    std::int64_t pos = kStackOffset;
+    std::int64_t pos = kStackOffset;  // start of the record looked at
     std::int64_t n = 0;
     if (!in.seek(pos)) return 0;
     for (; n < declared; ++n) {
@@ -82,9 +82,8 @@ std::int64_t countWholeStacks(BinaryReader& in, std::int64_t fileLength, std::in
             break;
         }
         const std::int64_t points = static_cast<std::int64_t>(size) * size;
-        pos += kStackHeaderBytes;
-        if (points > (fileLength - pos) / kPointBytes) break;
-        pos += points * kPointBytes;
+        if (points > (fileLength - pos - kStackHeaderBytes) / kPointBytes) break;
+        pos += kStackHeaderBytes + points * kPointBytes;
         if (points > 0 && !in.seek(pos)) break;
     }
     if (report != nullptr) report->stopOffset = pos;
@@ -203,7 +202,7 @@ DataRead readDataFile(Input& input, tagLenPar& par, DataFileReport* report) {
     if (version == kRefusedVersion) return DataRead::RefusedVersion;
 
     const std::int64_t fileLength = in.length();
-    if (report != nullptr) report->length = fileLength;
+    if (report != nullptr) report->length = input.length();
     if (fileLength < 0) in.fail();  // cannot be measured: read no further
 
     in.seek(kRealsOffset);

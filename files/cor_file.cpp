@@ -134,31 +134,32 @@ const TableKeys::Entry* TableKeys::find(const std::string& section, const std::s
     return it == sections_[i].items.end() ? nullptr : &it->second;
 }
 
-const TableKeys::Entry* TableKeys::lookup(const std::string& section, const std::string& key) {
+const TableKeys::Entry* TableKeys::lookup(const std::string& section, const std::string& key,
+                                          bool integer) {
     const int i = sectionIndex(section);
     // The scan kept only the keys tableKey() lists; a lookup of another key
     // would silently read its default.
     if (i < 0 || !tableKey(i, key)) throw std::logic_error("table key not kept: [" + section + "] " + key);
     const Entry* e = find(section, key);
-    if (e != nullptr) last_ = Lookup{section, key, e};
+    if (e != nullptr) last_ = Lookup{section, key, e, integer};
     return e;
 }
 
 float TableKeys::getFloat(const std::string& section, const std::string& key, float def) {
-    const Entry* e = lookup(section, key);
+    const Entry* e = lookup(section, key, false);
     // A value that is not a number throws ("stof"); the default is only for
     // absent keys.
     return e == nullptr ? def : std::stof(e->value);
 }
 
 int TableKeys::getInt(const std::string& section, const std::string& key, int def) {
-    const Entry* e = lookup(section, key);
+    const Entry* e = lookup(section, key, true);
     return e == nullptr ? def : std::stoi(e->value);
 }
 
 const std::string& TableKeys::getText(const std::string& section, const std::string& key) {
     static const std::string empty;
-    const Entry* e = lookup(section, key);
+    const Entry* e = lookup(section, key, false);
     return e == nullptr ? empty : e->value;
 }
 

@@ -29,6 +29,7 @@ public:
         std::string section;
         std::string key;
         const Entry* entry = nullptr;
+        bool integer = false;  // read as an int, not as a float
     };
 
     // Reads the input from its current position to its end.  A later
@@ -55,7 +56,7 @@ private:
         bool present = false;
         std::map<std::string, Entry, std::less<>> items;
     };
-    const Entry* lookup(const std::string& section, const std::string& key);
+    const Entry* lookup(const std::string& section, const std::string& key, bool integer);
 
     Section sections_[8];
     Lookup last_;
