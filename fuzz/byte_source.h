@@ -22,7 +22,7 @@ public:
     T raw() {
         T v{};
         const std::size_t n = remaining() < sizeof v ? remaining() : sizeof v;
-        std::memcpy(&v, data_ + pos_, n);
+        if (n > 0) std::memcpy(&v, data_ + pos_, n);
         pos_ += n;
         return v;
     }

@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     expect(&count, 34, 4, &oldCount);
 
     tagLenPar par;
-    std::memcpy(&par.FieldSize, data, size < 8 ? size : 8);
+    if (size > 0) std::memcpy(&par.FieldSize, data, size < 8 ? size : 8);
     if (size >= 16) std::memcpy(&par.ValSize, data + 8, 8);
     if (size >= 20) std::memcpy(&par.BoxLineCount, data + 16, 4);
     FuzzFile out(nullptr, 0);

@@ -5,9 +5,10 @@
 # sanitizer report, a leak, a timeout, running out of memory or an input that
 # made a loader allocate beyond its bound).  docs/fuzzing.md explains it.
 #
-#   scripts/fuzz.sh [-t SECONDS] [-j PARALLEL] [-f FORKS] [-o OUT] [TARGET...]
+#   scripts/fuzz.sh [-t SECONDS | -T SECONDS] [-j PARALLEL] [-f FORKS] [-o OUT] [TARGET...]
 #
 #   -t  seconds per target (default 30)
+#   -T  seconds in all, shared out among the targets
 #   -j  targets run side by side (default 1)
 #   -f  libFuzzer processes per target (-fork); with it a finding does not
 #       stop the target, it is counted and the run goes on (default: none)
@@ -16,16 +17,18 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 seconds=30
+total=0
 parallel=1
 forks=0
 out=""
-while getopts "t:j:f:o:h" opt; do
+while getopts "t:T:j:f:o:h" opt; do
   case $opt in
     t) seconds=$OPTARG ;;
+    T) total=$OPTARG ;;
     j) parallel=$OPTARG ;;
     f) forks=$OPTARG ;;
     o) out=$OPTARG ;;
-    *) sed -n '2,18p' "$0"; exit 2 ;;
+    *) sed -n '2,19p' "$0"; exit 2 ;;
   esac
 done
 shift $((OPTIND - 1))
@@ -45,6 +48,11 @@ if [ ${#targets[@]} -eq 0 ]; then
     t=${f##*/fuzz_}
     targets+=("${t%.seeds}")
   done
+fi
+
+if [ "$total" -gt 0 ]; then
+  seconds=$((total / ${#targets[@]}))
+  [ "$seconds" -ge 10 ] || seconds=10
 fi
 
 if [ -z "$out" ]; then
@@ -97,7 +105,7 @@ for t in "${targets[@]}"; do
     status=1
     echo "  $t: see $log and $out/findings/$t" >&2
     grep -m 5 'ERROR\|runtime error\|allocation finding\|SUMMARY' "$log" | sed 's/^/  /' >&2 || true
-    [ -n "${KEEP_FINDINGS:-}" ] || { trap - EXIT; echo "  (kept $out)" >&2; }
+    trap - EXIT  # a temporary working folder is kept for the findings
   fi
 done
 exit $status
