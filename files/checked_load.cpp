@@ -95,7 +95,8 @@ std::string readBounded(const char* path, std::uint64_t max, std::string& bytes)
     return problem;
 }
 
-// Why a data file that the described loader accepts is not whole, or empty.
+// Why a data file that the described loader accepts is not whole; empty
+// when it is.
 std::string dataFileDamage(const DataFileReport& r) {
     if (r.length < 4100)
         return StringUtil::format(

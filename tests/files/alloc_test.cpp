@@ -88,7 +88,6 @@ protected:
             vrncal::load(p, par);
         });
         EXPECT_LE(described, factor * size + slack) << name << ": " << described / size << " x";
-        std::printf("%s %.2f %.2f\n", name.c_str(), described / size, checked / size);
         EXPECT_LE(checked, (factor + 1) * size + slack) << name << ": " << checked / size << " x";
     }
 };
