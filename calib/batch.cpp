@@ -4,6 +4,7 @@
 // or, where the CPU and the record allow, to a vector path.
 #include "vrncal/batch.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -191,6 +192,10 @@ struct Corrector::Impl {
         std::vector<float> cmpX, cmpY;
         if (!sizeAxis(colX, false, bs.x0, bs.sx, bs, cmpX) || !sizeAxis(rowY, true, bs.y0, bs.sy, bs, cmpY))
             return false;
+        // Padded, so that the vector paths can hold a small table in registers.
+        bs.cmpSize = std::max(64, (n + 15) / 16 * 16);
+        cmpX.resize(static_cast<std::size_t>(bs.cmpSize), cmpX.back());
+        cmpY.resize(static_cast<std::size_t>(bs.cmpSize), cmpY.back());
         bs.xLo = colX.front();
         bs.xHi = colX.back();
         bs.yLo = rowY.back();

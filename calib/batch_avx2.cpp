@@ -16,6 +16,8 @@ struct Avx2Doubles {
         return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(v.lo)), _mm256_cvtpd_ps(v.hi), 1)};
     }
     VRNCAL_VEC static Avx2Doubles splat(double v) { return {_mm256_set1_pd(v), _mm256_set1_pd(v)}; }
+    // table[i] for each lane (i < n).
+    VRNCAL_VEC static F lookup(const float* table, int /*n*/, __m256i i) { return {_mm256_i32gather_ps(table, i, 4)}; }
     // mask ? b : a, with the float lanes' mask widened to the double lanes.
     VRNCAL_VEC static Avx2Doubles pick(Avx2Doubles a, Avx2Doubles b, F mask) {
         const __m256i m = asInt(mask);

@@ -108,10 +108,10 @@ struct Kernel {
         const __m256i gc = guess((x - splat(s.x0)) * splat(s.sx), last);
         const __m256i gr = guess((splat(s.y0) - y) * splat(s.sy), last);
         const __m256i one = _mm256_set1_epi32(1);
-        const F cx0{_mm256_i32gather_ps(s.cmpX, gc, 4)};
-        const F cx1{_mm256_i32gather_ps(s.cmpX + 1, gc, 4)};
-        const F cy0{_mm256_i32gather_ps(s.cmpY, gr, 4)};
-        const F cy1{_mm256_i32gather_ps(s.cmpY + 1, gr, 4)};
+        const __m256i gc1 = _mm256_add_epi32(gc, one), gr1 = _mm256_add_epi32(gr, one);
+        const int n = s.cellsPerRow + 1;
+        const F cx0 = D::lookup(s.cmpX, n, gc), cx1 = D::lookup(s.cmpX, n, gc1);
+        const F cy0 = D::lookup(s.cmpY, n, gr), cy1 = D::lookup(s.cmpY, n, gr1);
         // A true comparison is -1 as an integer.
         __m256i c = _mm256_sub_epi32(gc, one);
         c = _mm256_sub_epi32(c, asInt(lt(cx0, x)));
@@ -176,76 +176,86 @@ struct Kernel {
         return pick(high, zero(), lt(v, zero()));
     }
 
-    VRNCAL_VEC static void block(const BatchModel& m, const float* src, float* dst) {
-        // x0 y0 x1 y1 ... x7 y7 into eight x and eight y.
-        const __m256 a = _mm256_loadu_ps(src);
-        const __m256 b = _mm256_loadu_ps(src + 8);
-        const __m256 lo = _mm256_permute2f128_ps(a, b, 0x20);
-        const __m256 hi = _mm256_permute2f128_ps(a, b, 0x31);
-        const F inX{_mm256_shuffle_ps(lo, hi, 0x88)};
-        const F inY{_mm256_shuffle_ps(lo, hi, 0xDD)};
-
-        const F signX = signMask(m.signX), signY = signMask(m.signY);
-        const D px = wide(inX ^ signX);
-        const D py = wide(inY ^ signY);
+    // The analytic part of the grid correction: pre-warp, shape, cross term
+    // and counts.
+    VRNCAL_VEC static void analytic(const BatchModel& m, F inX, F inY, F& ox, F& oy) {
+        const D px = wide(inX ^ signMask(m.signX));
+        const D py = wide(inY ^ signMask(m.signY));
         F tx = narrow(splatD(m.quadX) * px * px + px);
         F ty = narrow(splatD(m.quadY) * py * py + py);
 
         // Shape: shear, then each keystone with the coefficients of its half.
-        {
-            const D y = wide(ty);
-            const F x1 = narrow(wide(tx) - splatD(m.plx) * y);
-            const D x1d = wide(x1);
-            const F left = lt(x1, zero());
-            const D cxk = D::pick(splatD(m.negTxr), splatD(m.txl), left);
-            const D axk = D::pick(splatD(m.axisXR), splatD(m.axisXL), left);
-            const F kx = narrow(cxk * y * x1d / axk + x1d);
-            const F x2 = pick(x1, kx, neZero(x1));
-            const F bottom = lt(ty, zero());
-            const D cyk = D::pick(splatD(m.negTyt), splatD(m.tyb), bottom);
-            const D ayk = D::pick(splatD(m.axisYT), splatD(m.axisYB), bottom);
-            const F ky = narrow(y + x1d * cyk * y / ayk);
-            const F y2 = pick(ty, ky, neZero(ty));
-            tx = narrow(wide(x2) * splatD(m.scaleX));
-            ty = narrow(wide(y2) * splatD(m.scaleY));
-        }
+        const D y = wide(ty);
+        const F x1 = narrow(wide(tx) - splatD(m.plx) * y);
+        const D x1d = wide(x1);
+        const F left = lt(x1, zero());
+        const D cxk = D::pick(splatD(m.negTxr), splatD(m.txl), left);
+        const D axk = D::pick(splatD(m.axisXR), splatD(m.axisXL), left);
+        const F kx = narrow(cxk * y * x1d / axk + x1d);
+        const F x2 = pick(x1, kx, neZero(x1));
+        const F bottom = lt(ty, zero());
+        const D cyk = D::pick(splatD(m.negTyt), splatD(m.tyb), bottom);
+        const D ayk = D::pick(splatD(m.axisYT), splatD(m.axisYB), bottom);
+        const F ky = narrow(y + x1d * cyk * y / ayk);
+        const F y2 = pick(ty, ky, neZero(ty));
+        tx = narrow(wide(x2) * splatD(m.scaleX));
+        ty = narrow(wide(y2) * splatD(m.scaleY));
+
         const D dtx = wide(tx);
         const D dty = wide(ty);
         const D kc = splatD(m.kc);
-        F ox = narrow(splatD(m.k2) * dty * dty * dtx + kc * dtx);
-        F oy = narrow(splatD(m.k3) * dtx * dtx * dty + kc * dty);
+        ox = narrow(splatD(m.k2) * dty * dty * dtx + kc * dtx);
+        oy = narrow(splatD(m.k3) * dtx * dtx * dty + kc * dty);
+    }
 
-        // The grid is looked up at the caller's point (the lens flags are
-        // applied twice), clamped to the field: y first, then x.
+    // B blocks of eight points (x0 y0 x1 y1 ... x7 y7 each), step by step for
+    // all B together: every stack is interpolated for each block before the
+    // next stack, so that the blocks' independent arithmetic fills each
+    // other's waits on the dividers.
+    template <int B>
+    VRNCAL_VEC static void blocks(const BatchModel& m, const float* src, float* dst) {
+        F inX[B], inY[B], ox[B], oy[B], gx[B], gy[B], dx[B], dy[B];
         const F below = splat(m.belowHalf), above = splat(m.aboveHalf);
         const F lowV = splat(m.lowValue), highV = splat(m.highValue);
-        const F gy = pick(pick(inY, highV, gt(inY, above)), lowV, lt(inY, below));
-        const F gx = pick(pick(inX, lowV, lt(inX, below)), highV, gt(inX, above));
-        F dx = zero();
-        F dy = zero();
-        for (std::size_t i = 0; i < m.stackCount; ++i) addStack(m.stacks[i], gx, gy, dx, dy);
-        ox = applyResidual(ox, dx ^ signX, m.kc, m.gainX, m.residualLimit);
-        oy = applyResidual(oy, dy ^ signY, m.kc, m.gainY, m.residualLimit);
-
-        const F outX = centreAndClamp(m, ox);
-        const F outY = centreAndClamp(m, oy);
-        const __m256 u = _mm256_unpacklo_ps(outX.v, outY.v);
-        const __m256 v = _mm256_unpackhi_ps(outX.v, outY.v);
-        _mm256_storeu_ps(dst, _mm256_permute2f128_ps(u, v, 0x20));
-        _mm256_storeu_ps(dst + 8, _mm256_permute2f128_ps(u, v, 0x31));
+        for (int b = 0; b < B; ++b) {
+            const __m256 p = _mm256_loadu_ps(src + 16 * b);
+            const __m256 q = _mm256_loadu_ps(src + 16 * b + 8);
+            const __m256 lo = _mm256_permute2f128_ps(p, q, 0x20);
+            const __m256 hi = _mm256_permute2f128_ps(p, q, 0x31);
+            inX[b] = {_mm256_shuffle_ps(lo, hi, 0x88)};
+            inY[b] = {_mm256_shuffle_ps(lo, hi, 0xDD)};
+            analytic(m, inX[b], inY[b], ox[b], oy[b]);
+            // The grid is looked up at the caller's point (the lens flags
+            // are applied twice), clamped to the field: y first, then x.
+            gy[b] = pick(pick(inY[b], highV, gt(inY[b], above)), lowV, lt(inY[b], below));
+            gx[b] = pick(pick(inX[b], lowV, lt(inX[b], below)), highV, gt(inX[b], above));
+            dx[b] = dy[b] = zero();
+        }
+        for (std::size_t i = 0; i < m.stackCount; ++i)
+            for (int b = 0; b < B; ++b) addStack(m.stacks[i], gx[b], gy[b], dx[b], dy[b]);
+        for (int b = 0; b < B; ++b) {
+            const F outX = centreAndClamp(m, applyResidual(ox[b], dx[b] ^ signMask(m.signX), m.kc, m.gainX, m.residualLimit));
+            const F outY = centreAndClamp(m, applyResidual(oy[b], dy[b] ^ signMask(m.signY), m.kc, m.gainY, m.residualLimit));
+            const __m256 u = _mm256_unpacklo_ps(outX.v, outY.v);
+            const __m256 v = _mm256_unpackhi_ps(outX.v, outY.v);
+            _mm256_storeu_ps(dst + 16 * b, _mm256_permute2f128_ps(u, v, 0x20));
+            _mm256_storeu_ps(dst + 16 * b + 8, _mm256_permute2f128_ps(u, v, 0x31));
+        }
     }
 
     static void run(const BatchModel& m, const tagKelPointF* in, tagKelPointF* out, std::size_t n) {
+        constexpr int kGroup = 4;
         const float* src = reinterpret_cast<const float*>(in);
         float* dst = reinterpret_cast<float*>(out);
         std::size_t i = 0;
-        for (; i + 8 <= n; i += 8) block(m, src + 2 * i, dst + 2 * i);
+        for (; i + 8 * kGroup <= n; i += 8 * kGroup) blocks<kGroup>(m, src + 2 * i, dst + 2 * i);
+        for (; i + 8 <= n; i += 8) blocks<1>(m, src + 2 * i, dst + 2 * i);
         if (i < n) {
             // The last few points through a padded block.
             alignas(32) float tail[16] = {};
             const std::size_t rest = n - i;
             std::memcpy(tail, src + 2 * i, rest * 2 * sizeof(float));
-            block(m, tail, tail);
+            blocks<1>(m, tail, tail);
             std::memcpy(dst + 2 * i, tail, rest * 2 * sizeof(float));
         }
     }

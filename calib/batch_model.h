@@ -38,6 +38,10 @@ struct BatchStack {
     const float* cells = nullptr;  // kCellFloats per cell, row-major; null: not rectilinear
     const float* cmpX = nullptr;
     const float* cmpY = nullptr;
+    // cmpX and cmpY hold Size floats, then copies of the last up to a
+    // multiple of 16 and at least 64, so that a vector path may read a small
+    // table whole.
+    std::int32_t cmpSize = 0;
     std::int32_t cellsPerRow = 0;  // Size - 1
     float last = 0.0f;             // Size - 2, the largest guess
     float x0 = 0.0f, sx = 0.0f, y0 = 0.0f, sy = 0.0f;

@@ -117,33 +117,57 @@ VRNCAL_INLINE void addDeviation(const float* r, float ux, float lx, float uy, fl
     sy += devY;
 }
 
-// The summed deviation of every stack at the clamped point (x, y).  A stack
-// that finds no cell adds +0, which leaves the sum as it is (a sum that
-// starts at +0 is never -0), so it is skipped.
-VRNCAL_INLINE void addStacks(const BatchModel& m, float x, float y, float& dx, float& dy) {
-    for (std::size_t i = 0; i < m.stackCount; ++i) {
-        const BatchStack& s = m.stacks[i];
-        if (s.cells != nullptr) {
-            const long k = rectilinearCell(s, x, y);
-            if (k < 0) continue;
-            const float* cell = s.cells + k * kCellFloats;
-            const float ux = std::fabs(x - cell[8]);
-            const float uy = std::fabs(y - cell[9]);
-            addDeviation(cell, ux, ux, uy, uy, cell[9], cell[10], s.h, x, y, dx, dy);
-            continue;
+// The deviation of one stack that is not rectilinear, found through its
+// index (or the facade's scan), added to (dx, dy).
+VRNCAL_INLINE void addIrregular(const BatchStack& s, float x, float y, float& dx, float& dy) {
+    const tagStack& st = *s.stack;
+    const long i00 = s.index != nullptr ? s.index->find(x, y) : findCellInclusive(st, x, y);
+    if (i00 < 0) return;
+    const std::size_t n = static_cast<std::size_t>(st.Size);
+    const tagCalData& p00 = st.Points[i00];
+    const tagCalData& p01 = st.Points[i00 + 1];
+    const tagCalData& p10 = st.Points[i00 + n];
+    const tagCalData& p11 = st.Points[i00 + n + 1];
+    const float r[8] = {p00.RealX, p00.RealY, p01.RealX, p01.RealY, p10.RealX, p10.RealY, p11.RealX, p11.RealY};
+    addDeviation(r, std::fabs(x - p00.X), std::fabs(x - p10.X), std::fabs(y - p00.Y), std::fabs(y - p01.Y),
+                 p00.Y, p10.Y, s.h, x, y, dx, dy);
+}
+
+// The summed deviation of every stack at the clamped points (x[l], y[l]) of
+// N points, in stack order.  A stack that finds no cell adds +0, which
+// leaves the sum as it is (a sum that starts at +0 is never -0), so it is
+// skipped.  The cells of up to eight stacks are looked up for every point
+// before any is interpolated, and the points go through each step together:
+// their arithmetic is independent, so one point's waits on the dividers and
+// on the loads are filled with the other's work.
+template <int N>
+VRNCAL_INLINE void addStacks(const BatchModel& m, const float* x, const float* y, float* dx, float* dy) {
+    constexpr std::size_t kAhead = 8;
+    for (std::size_t base = 0; base < m.stackCount; base += kAhead) {
+        const std::size_t count = m.stackCount - base < kAhead ? m.stackCount - base : kAhead;
+        const BatchStack* stacks = m.stacks + base;
+        const float* cells[kAhead][N];
+        for (std::size_t j = 0; j < count; ++j) {
+            for (int l = 0; l < N; ++l) {
+                cells[j][l] = nullptr;
+                if (stacks[j].cells == nullptr) continue;
+                const long k = rectilinearCell(stacks[j], x[l], y[l]);
+                if (k < 0) continue;
+                cells[j][l] = stacks[j].cells + k * kCellFloats;
+                __builtin_prefetch(cells[j][l]);
+            }
         }
-        const tagStack& st = *s.stack;
-        const long i00 = s.index != nullptr ? s.index->find(x, y) : findCellInclusive(st, x, y);
-        if (i00 < 0) continue;
-        const std::size_t n = static_cast<std::size_t>(st.Size);
-        const tagCalData& p00 = st.Points[i00];
-        const tagCalData& p01 = st.Points[i00 + 1];
-        const tagCalData& p10 = st.Points[i00 + n];
-        const tagCalData& p11 = st.Points[i00 + n + 1];
-        const float r[8] = {p00.RealX, p00.RealY, p01.RealX, p01.RealY,
-                            p10.RealX, p10.RealY, p11.RealX, p11.RealY};
-        addDeviation(r, std::fabs(x - p00.X), std::fabs(x - p10.X), std::fabs(y - p00.Y),
-                     std::fabs(y - p01.Y), p00.Y, p10.Y, s.h, x, y, dx, dy);
+        for (std::size_t j = 0; j < count; ++j) {
+            for (int l = 0; l < N; ++l) {
+                if (stacks[j].cells == nullptr) {
+                    addIrregular(stacks[j], x[l], y[l], dx[l], dy[l]);
+                } else if (const float* cell = cells[j][l]) {
+                    const float ux = std::fabs(x[l] - cell[8]);
+                    const float uy = std::fabs(y[l] - cell[9]);
+                    addDeviation(cell, ux, ux, uy, uy, cell[9], cell[10], stacks[j].h, x[l], y[l], dx[l], dy[l]);
+                }
+            }
+        }
     }
 }
 
@@ -177,90 +201,103 @@ VRNCAL_INLINE float applyResidual(float v, float d, double kc, double gain) {
     return stored(v - kFactor[std::fabs(d) > 0.001] * counts);
 }
 
-// CCalibAlg::CalibPoint2_new of the point the lens flags made of (inX, inY).
-VRNCAL_INLINE void gridPoint(const BatchModel& m, float inX, float inY, float& outX, float& outY) {
-    const float pxf = flipSign(inX, m.signX);
-    const float pyf = flipSign(inY, m.signY);
-    const double px = pxf;
-    const double py = pyf;
-    float tx = stored(m.quadX * px * px + px);
-    float ty = stored(m.quadY * py * py + py);
-    shape(m, tx, ty);
-    const double dtx = tx;
-    const double dty = ty;
-    float ox = stored(m.k2 * dty * dty * dtx + m.kc * dtx);
-    float oy = stored(m.k3 * dtx * dtx * dty + m.kc * dty);
+// CCalibAlg::CalibPoint2_new of the N points the lens flags made of
+// in[0 .. N-1], step by step for all N together.
+template <int N>
+VRNCAL_INLINE void gridPoints(const BatchModel& m, const tagKelPointF* in, tagKelPointF* out) {
+    float inX[N], inY[N], ox[N], oy[N];
+    double px[N], py[N];
+    for (int l = 0; l < N; ++l) {
+        inX[l] = in[l].x;  // in and out may be the same array
+        inY[l] = in[l].y;
+        px[l] = flipSign(inX[l], m.signX);
+        py[l] = flipSign(inY[l], m.signY);
+        float tx = stored(m.quadX * px[l] * px[l] + px[l]);
+        float ty = stored(m.quadY * py[l] * py[l] + py[l]);
+        shape(m, tx, ty);
+        const double dtx = tx;
+        const double dty = ty;
+        ox[l] = stored(m.k2 * dty * dty * dtx + m.kc * dtx);
+        oy[l] = stored(m.k3 * dtx * dtx * dty + m.kc * dty);
+    }
 
+    float dx[N], dy[N];
+    for (int l = 0; l < N; ++l) dx[l] = dy[l] = 0.0f;
     if (m.stackCount != 0) {
         // The grid correction mirrors the point back with the same rule the
         // facade applied, so the grid is looked up at the caller's point.
-        float gx = inX;
-        float gy = inY;
-        if (gy < m.belowHalf)
-            gy = m.lowValue;
-        else if (gy > m.aboveHalf)
-            gy = m.highValue;
-        if (gx > m.aboveHalf)
-            gx = m.highValue;
-        else if (gx < m.belowHalf)
-            gx = m.lowValue;
-        float dx = 0.0f;
-        float dy = 0.0f;
-        addStacks(m, gx, gy, dx, dy);
-        ox = applyResidual(ox, flipSign(dx, m.signX), m.kc, m.gainX);
-        oy = applyResidual(oy, flipSign(dy, m.signY), m.kc, m.gainY);
-    } else {
-        ox = applyResidual(ox, flipSign(0.0f, m.signX), m.kc, m.gainX);
-        oy = applyResidual(oy, flipSign(0.0f, m.signY), m.kc, m.gainY);
+        float gx[N], gy[N];
+        for (int l = 0; l < N; ++l) {
+            gx[l] = inX[l];
+            gy[l] = inY[l];
+            if (gy[l] < m.belowHalf)
+                gy[l] = m.lowValue;
+            else if (gy[l] > m.aboveHalf)
+                gy[l] = m.highValue;
+            if (gx[l] > m.aboveHalf)
+                gx[l] = m.highValue;
+            else if (gx[l] < m.belowHalf)
+                gx[l] = m.lowValue;
+        }
+        addStacks<N>(m, gx, gy, dx, dy);
     }
 
-    if (m.gainTables) {
-        // Read at the point after the lens flags, unmirrored.
-        ox = ox * static_cast<float>(scaleValue(m.tableX, px));
-        oy = oy * static_cast<float>(scaleValue(m.tableY, py));
+    for (int l = 0; l < N; ++l) {
+        float x = applyResidual(ox[l], flipSign(dx[l], m.signX), m.kc, m.gainX);
+        float y = applyResidual(oy[l], flipSign(dy[l], m.signY), m.kc, m.gainY);
+        if (m.gainTables) {
+            // Read at the point after the lens flags, unmirrored.
+            x = x * static_cast<float>(scaleValue(m.tableX, px[l]));
+            y = y * static_cast<float>(scaleValue(m.tableY, py[l]));
+        }
+        out[l].x = centreAndClamp(m, x);
+        out[l].y = centreAndClamp(m, y);
     }
-    outX = centreAndClamp(m, ox);
-    outY = centreAndClamp(m, oy);
 }
 
-// CCalibAlg::CalibManual of the point the lens flags and the box offsets
-// made of (inX, inY).
-VRNCAL_INLINE void boxPoint(const BatchModel& m, float inX, float inY, float& outX, float& outY) {
+// CCalibAlg::CalibManual of the N points the lens flags and the box offsets
+// made of in[0 .. N-1], for all N together.
+template <int N>
+VRNCAL_INLINE void boxPoints(const BatchModel& m, const tagKelPointF* in, tagKelPointF* out) {
     const tagLenPar& par = *m.par;
-    const float px = stored(flipSign(inX, m.signX) + par.BoxOffsetX);
-    const float py = stored(flipSign(inY, m.signY) + par.BoxOffsetY);
-    const float x0 = stored(px * par.BoxScaleX / 100.0);
-    const float y0 = stored(py * par.BoxScaleY / 100.0);
-    const float x1 = stored(x0 - (1.0 - par.BoxSkewX) * y0);
-    const float y1 = stored(y0 - x0 * (1.0 - par.BoxSkewY));
-    const float x2 = stored(x1 - 2.0 * ((1.0 - par.BoxTrapX) * y1 * x1) / par.FieldSize);
-    const float y2 = stored(y1 - 2.0 * ((1.0 - par.BoxTrapY) * x1 * y1) / par.FieldSize);
-    const double cx = x2 * m.kc;
-    const double cy = y2 * m.kc;
-    float ox = stored((par.BoxBarrelX - 1.0) * cx * cy * cy / par.HalfResolutionSq + cx);
-    float oy = stored((par.BoxBarrelY - 1.0) * cy * cx * cx / par.HalfResolutionSq + cy);
-    if (m.gainTables) {
-        // The box tables are read at the point mirrored back.
-        ox = static_cast<float>(scaleValue(m.tableX, flipSign(px, m.signX))) * ox;
-        oy = static_cast<float>(scaleValue(m.tableY, flipSign(py, m.signY))) * oy;
+    float px[N], py[N], ox[N], oy[N];
+    for (int l = 0; l < N; ++l) {
+        px[l] = stored(flipSign(in[l].x, m.signX) + par.BoxOffsetX);
+        py[l] = stored(flipSign(in[l].y, m.signY) + par.BoxOffsetY);
+        const float x0 = stored(px[l] * par.BoxScaleX / 100.0);
+        const float y0 = stored(py[l] * par.BoxScaleY / 100.0);
+        const float x1 = stored(x0 - (1.0 - par.BoxSkewX) * y0);
+        const float y1 = stored(y0 - x0 * (1.0 - par.BoxSkewY));
+        const float x2 = stored(x1 - 2.0 * ((1.0 - par.BoxTrapX) * y1 * x1) / par.FieldSize);
+        const float y2 = stored(y1 - 2.0 * ((1.0 - par.BoxTrapY) * x1 * y1) / par.FieldSize);
+        const double cx = x2 * m.kc;
+        const double cy = y2 * m.kc;
+        ox[l] = stored((par.BoxBarrelX - 1.0) * cx * cy * cy / par.HalfResolutionSq + cx);
+        oy[l] = stored((par.BoxBarrelY - 1.0) * cy * cx * cx / par.HalfResolutionSq + cy);
     }
-    outX = centreAndClamp(m, ox);
-    outY = centreAndClamp(m, oy);
+    for (int l = 0; l < N; ++l) {
+        if (m.gainTables) {
+            // The box tables are read at the point mirrored back.
+            ox[l] = static_cast<float>(scaleValue(m.tableX, flipSign(px[l], m.signX))) * ox[l];
+            oy[l] = static_cast<float>(scaleValue(m.tableY, flipSign(py[l], m.signY))) * oy[l];
+        }
+        out[l].x = centreAndClamp(m, ox[l]);
+        out[l].y = centreAndClamp(m, oy[l]);
+    }
 }
 
 }  // namespace
 
 void correctScalar(const BatchModel& m, const tagKelPointF* in, tagKelPointF* out, std::size_t n) {
+    // Two points at a time: see addStacks.
     if (m.gridMode) {
-        for (std::size_t i = 0; i < n; ++i) {
-            const tagKelPointF p = in[i];  // in and out may be the same array
-            gridPoint(m, p.x, p.y, out[i].x, out[i].y);
-        }
+        std::size_t i = 0;
+        for (; i + 2 <= n; i += 2) gridPoints<2>(m, in + i, out + i);
+        if (i < n) gridPoints<1>(m, in + i, out + i);
     } else {
-        for (std::size_t i = 0; i < n; ++i) {
-            const tagKelPointF p = in[i];
-            boxPoint(m, p.x, p.y, out[i].x, out[i].y);
-        }
+        std::size_t i = 0;
+        for (; i + 2 <= n; i += 2) boxPoints<2>(m, in + i, out + i);
+        if (i < n) boxPoints<1>(m, in + i, out + i);
     }
 }
 

@@ -312,12 +312,13 @@ TEST(CorrectorMatchesFacade, ManyCellsPerSide) {
 }
 
 TEST(CorrectorArrays, SeparateArraysEveryLengthAndMove) {
-    // Every length up to three blocks of eight, so the padded tail is
-    // exercised; the output beyond n stays untouched.
+    // Every length up to five blocks of eight (the vector paths take four
+    // blocks at a time, then single blocks, then a padded tail); the output
+    // beyond n stays untouched.
     const tagLenPar par = withGrids({17, 9});
     const std::vector<tagKelPointF> pts = probePoints(par);
     Corrector a(par);
-    for (std::size_t n = 0; n <= 24; ++n) {
+    for (std::size_t n = 0; n <= 40; ++n) {
         std::vector<tagKelPointF> out(n + 1, tagKelPointF{-7.0f, -7.0f});
         a.correct(pts.data() + 1000, out.data(), n);
         for (std::size_t i = 0; i < n; ++i) {
