@@ -18,6 +18,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "baseline_corrector.h"
@@ -143,6 +144,9 @@ void registerRecord(const std::string& name, const tagLenPar& par) {
 // record and input before printing.
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
+    // Colours only on a terminal.
+    RatioReporter() : ConsoleReporter(::isatty(STDOUT_FILENO) ? OO_Defaults : OO_Tabular) {}
+
     void ReportRuns(const std::vector<Run>& runs) override {
         std::vector<Run> shown = runs;
         for (Run& r : shown) {

@@ -189,13 +189,13 @@ struct Kernel {
         const F x1 = narrow(wide(tx) - splatD(m.plx) * y);
         const D x1d = wide(x1);
         const F left = lt(x1, zero());
-        const D cxk = D::pick(splatD(m.negTxr), splatD(m.txl), left);
-        const D axk = D::pick(splatD(m.axisXR), splatD(m.axisXL), left);
+        const D cxk = D::pick(splatD(m.keystoneX[0]), splatD(m.keystoneX[1]), left);
+        const D axk = D::pick(splatD(m.axisX[0]), splatD(m.axisX[1]), left);
         const F kx = narrow(cxk * y * x1d / axk + x1d);
         const F x2 = pick(x1, kx, neZero(x1));
         const F bottom = lt(ty, zero());
-        const D cyk = D::pick(splatD(m.negTyt), splatD(m.tyb), bottom);
-        const D ayk = D::pick(splatD(m.axisYT), splatD(m.axisYB), bottom);
+        const D cyk = D::pick(splatD(m.keystoneY[0]), splatD(m.keystoneY[1]), bottom);
+        const D ayk = D::pick(splatD(m.axisY[0]), splatD(m.axisY[1]), bottom);
         const F ky = narrow(y + x1d * cyk * y / ayk);
         const F y2 = pick(ty, ky, neZero(ty));
         tx = narrow(wide(x2) * splatD(m.scaleX));

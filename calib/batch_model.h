@@ -76,11 +76,10 @@ struct BatchModel {
     // as coef * y * x1 / axis + x1: the right and top halves subtract
     // TXR * y * x1 / AxisXR, which is the same number as adding
     // -TXR * y * x1 / AxisXR (negation is exact), so one expression with the
-    // coefficients picked by the sign serves both halves.
+    // coefficients picked by the sign serves both halves.  Index 0 holds the
+    // right (top) half: -TXR and AxisXR (-TYT, AxisYT); index 1 the left
+    // (bottom) half: TXL and AxisXL (TYB, AxisYB).
     double quadX = 0, quadY = 0, plx = 0;
-    double txl = 0, negTxr = 0, axisXL = 0, axisXR = 0;
-    double tyb = 0, negTyt = 0, axisYB = 0, axisYT = 0;
-    // The same, indexed by the sign (1 for the left or bottom half).
     double keystoneX[2] = {0, 0}, axisX[2] = {0, 0}, keystoneY[2] = {0, 0}, axisY[2] = {0, 0};
     double scaleX = 0, scaleY = 0, k2 = 0, k3 = 0, kc = 0;
     double gainX = 0, gainY = 0;  // the residual's axis gains after the exchange flag

@@ -16,11 +16,11 @@
 #include "vrncal/calib_alg.h"
 #include "vrncal/records.h"
 
+#define VRNCAL_INLINE inline __attribute__((always_inline))
+
 namespace vrncal_detail {
 
 namespace {
-
-#define VRNCAL_INLINE inline __attribute__((always_inline))
 
 // Flips the sign bit where the mask has it: the lens invert flags.
 VRNCAL_INLINE float flipSign(float v, std::uint32_t mask) {
@@ -39,7 +39,7 @@ VRNCAL_INLINE float centreAndClamp(const BatchModel& m, float v) {
     return v;
 }
 
-// mask ? a : b on the bits, so that no branch is taken on the data.
+// take ? a : b on the bits, so that no branch is taken on the data.
 VRNCAL_INLINE float select(bool take, float a, float b) {
     std::uint32_t ua, ub;
     std::memcpy(&ua, &a, sizeof ua);
