@@ -12,12 +12,13 @@
 
 #include <fmt/format.h>
 
-#include "calfile.h"
 #include "correct.h"
+#include "workflow/calfile.h"
 
 namespace {
 
 using namespace vrncal::tools;
+using vrncal::workflow::load_calibration;
 
 constexpr std::size_t kPoints = 1000000;
 
