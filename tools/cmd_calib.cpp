@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "errors.h"
+#include "print.h"
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/inspect.h"
@@ -14,8 +15,8 @@ namespace vrncal::tools {
 
 namespace {
 
-void run_info(const std::string& path, bool json) {
-    const Calibration cal = load_calibration(path);
+void run_info(const std::string& path, bool json, const Context& ctx) {
+    const Calibration cal = load(path, ctx);
     const tagLenPar& p = cal.par;
     if (json) {
         nlohmann::ordered_json j;
@@ -28,7 +29,8 @@ void run_info(const std::string& path, bool json) {
         j["flags"] = {{"XYFlip", p.XYFlip}, {"XInvert", p.XInvert}, {"YInvert", p.YInvert},
                       {"LEN_XYFLIP", p.LEN_XYFLIP}, {"LEN_XINVERT", p.LEN_XINVERT}, {"LEN_YINVERT", p.LEN_YINVERT}};
         auto& coefs = j["coefficients"] = nlohmann::ordered_json::object();
-        for (const auto& c : coefficients(p.CalCoefs)) coefs[c.name] = std::isfinite(c.value) ? nlohmann::ordered_json(c.value) : nlohmann::ordered_json(fmt::format("{}", c.value));
+        // A number that is not finite is written as null, never as a string.
+        for (const auto& c : coefficients(p.CalCoefs)) coefs[c.name] = c.value;
         auto& stacks = j["stacks"] = nlohmann::ordered_json::array();
         for (const auto& s : p.Stacks) {
             const auto d = deviation(s);
@@ -36,7 +38,7 @@ void run_info(const std::string& path, bool json) {
                               {"rms_deviation", d.rms}});
         }
         j["gain_tables"] = {{"grid", p.grid}, {"line_count", p.LineCount}, {"in_use", gains_in_use(p)}};
-        fmt::print("{}\n", j.dump(2));
+        print("{}\n", j.dump(2));
         return;
     }
     std::string s;
@@ -72,18 +74,31 @@ void run_info(const std::string& path, bool json) {
         s += fmt::format("  gain tables   in use (grid 1, {} rows)\n", p.LineCount);
     else
         s += fmt::format("  gain tables   off (grid {}, LineCount {})\n", p.grid, p.LineCount);
-    fmt::print("{}", s);
+    print("{}", s);
 }
 
-void run_convert(const std::string& in, const std::string& out) {
-    Calibration cal = load_calibration(in);
-    save_data_file(cal.par, out);
-    fmt::print("{}: calibration data file, {} grid(s), coefficients fitted from the nine points\n", out,
-               cal.par.Stacks.size());
+// A data file written over the input it came from: allowed for a data file
+// (its form is kept, and the command says "replaced"), refused for a table.
+bool replaces_input(const Calibration& cal, const std::string& out, const char* command) {
+    if (!same_file(cal.path, out)) return false;
+    if (!cal.data_file)
+        throw ToolError(fmt::format("{}: {} is the input, a correction table, and would be replaced by a binary data "
+                                    "file; name another output",
+                                    command, out));
+    return true;
 }
 
-void run_fit(const std::string& in, const std::string& out) {
-    Calibration cal = load_calibration(in);
+void run_convert(const std::string& in, const std::string& out, const Context& ctx) {
+    Calibration cal = load(in, ctx);
+    const bool replaced = replaces_input(cal, out, "convert");
+    save_data_file(cal.par, out, replaced ? std::vector<std::string>{} : std::vector<std::string>{in});
+    print("{}: {}calibration data file, {} grid(s), coefficients fitted from the nine points\n", out,
+          replaced ? "replaced: " : "", cal.par.Stacks.size());
+}
+
+void run_fit(const std::string& in, const std::string& out, const Context& ctx) {
+    Calibration cal = load(in, ctx);
+    const bool replaced = !out.empty() && replaces_input(cal, out, "fit");
     NineFit fit = fit_nine_points(cal.par);
     std::string s = fmt::format("{}: nine-point fit\n", in);
     const auto refit = coefficients(fit.fitted.CalCoefs);
@@ -99,26 +114,27 @@ void run_fit(const std::string& in, const std::string& out) {
         s += fmt::format("  {:<6} {:<18} {:<26} {:8.2f} {:8.2f}\n", i, fmt::format("({}, {})", r.point.X, r.point.Y),
                          fmt::format("({}, {})", r.point.RealX, r.point.RealY), r.dx_um, r.dy_um);
     }
-    fmt::print("{}", s);
+    print("{}", s);
     if (!out.empty()) {
-        save_data_file(fit.fitted, out);
-        fmt::print("wrote {}\n", out);
+        save_data_file(fit.fitted, out, replaced ? std::vector<std::string>{} : std::vector<std::string>{in});
+        print("{} {}\n", replaced ? "replaced" : "wrote", out);
     }
 }
 
 }  // namespace
 
-void add_info_command(CLI::App& app, Context&) {
+void add_info_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("info", "Show what a calibration file holds");
     auto path = std::make_shared<std::string>();
     auto json = std::make_shared<bool>(false);
     cmd->add_option("FILE", *path, "Calibration data file or correction table")->required();
     cmd->add_flag("--json", *json, "Print the same as JSON");
     cmd->footer("Example:\n  vrncal info examples/sample.cor\n  vrncal info examples/sample.cor --json");
-    cmd->callback([=] { run_info(*path, *json); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([=, &ctx] { run_info(*path, *json, ctx); });
 }
 
-void add_convert_command(CLI::App& app, Context&) {
+void add_convert_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand(
         "convert", "Load a calibration (a correction table is fitted on load) and save it as a data file");
     auto in = std::make_shared<std::string>();
@@ -127,10 +143,11 @@ void add_convert_command(CLI::App& app, Context&) {
     cmd->add_option("OUT", *out, "Data file to write (replaced only when complete)")->required();
     cmd->footer("Saving fits the coefficients again from the nine points.\n\nExample:\n"
                 "  vrncal convert examples/sample.cor sample.dat");
-    cmd->callback([=] { run_convert(*in, *out); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([=, &ctx] { run_convert(*in, *out, ctx); });
 }
 
-void add_fit_command(CLI::App& app, Context&) {
+void add_fit_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("fit", "Fit the nine-point coefficients and show how well they fit");
     auto in = std::make_shared<std::string>();
     auto out = std::make_shared<std::string>();
@@ -140,19 +157,27 @@ void add_fit_command(CLI::App& app, Context&) {
                 "refit) and, for each of the nine points, how far the correction of its measured\n"
                 "position drives from where its nominal position was driven.\n\nExample:\n"
                 "  vrncal fit examples/sample.cor");
-    cmd->callback([=] { run_fit(*in, *out); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([=, &ctx] { run_fit(*in, *out, ctx); });
 }
 
-void write_output(const std::string& path, const std::string& text) {
-    if (path == "-") {
-        if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
-            throw ToolError("standard output: write failed");
-        return;
-    }
-    AtomicFile file(path);
-    if (std::fwrite(text.data(), 1, text.size(), file.stream()) != text.size())
-        throw ToolError(path + ": write failed");
-    file.commit();
+void write_output(const std::string& path, const std::string& text, const std::vector<std::string>& inputs) {
+    if (path == "-")
+        write_stdout(text);
+    else
+        write_file(path, text, inputs);
+}
+
+void add_force_flag(CLI::App* cmd, Context& ctx) {
+    cmd->add_flag("--force", ctx.force,
+                  "Use the calibration even when it has errors (they are shown as warnings); a file that does not "
+                  "load is refused even so");
+}
+
+Calibration load(const std::string& path, const Context& ctx) {
+    Calibration cal = load_calibration(path, LoadOptions{ctx.force});
+    for (const auto& line : cal.forced) warn(line);
+    return cal;
 }
 
 }  // namespace vrncal::tools

@@ -1,4 +1,5 @@
 // correct: field points to device counts.
+#include <cmath>
 #include <fmt/format.h>
 #include <memory>
 #include <vector>
@@ -9,6 +10,8 @@
 #include "correct.h"
 #include "errors.h"
 #include "points_io.h"
+#include "print.h"
+#include "workflow/numbers.h"
 
 namespace vrncal::tools {
 
@@ -38,10 +41,21 @@ struct CorrectOptions {
     std::vector<float> scale;
     std::vector<float> shift;
     bool linear = false;
+    bool strict = false;
 };
 
-void run_correct(const CorrectOptions& o) {
-    Calibration cal = load_calibration(o.calibration);
+// Option values that would give wrong counts without a word.
+void check_options(const CorrectOptions& o) {
+    for (float v : o.scale)
+        if (!std::isfinite(v) || v == 0.0f)
+            throw ToolError(fmt::format("correct: --scale {}: a scale is a finite number other than 0", v));
+    for (float v : o.shift)
+        if (!std::isfinite(v)) throw ToolError(fmt::format("correct: --shift {}: a shift is a finite number", v));
+}
+
+void run_correct(const CorrectOptions& o, const Context& ctx) {
+    check_options(o);
+    Calibration cal = load(o.calibration, ctx);
     tagLenPar& par = cal.par;
     if (o.mode == "box" || !o.box.empty()) {
         par.CalMode = 0;
@@ -66,10 +80,15 @@ void run_correct(const CorrectOptions& o) {
     std::FILE* out = stdout;
     std::string out_name = "standard output";
     if (!o.output.empty() && o.output != "-") {
-        file = std::make_unique<AtomicFile>(o.output);
+        file = std::make_unique<AtomicFile>(o.output, std::vector<std::string>{o.calibration, o.points, o.box});
         out = file->stream();
         out_name = o.output;
     }
+    // The field the correction is made for: beyond it the grids clamp and
+    // the counts are extrapolated (or, linearly, the device clamps).
+    const bool calibrated = conv != Conversion::Linear && par.CalMode != 0;
+    const double half = 0.5 * (calibrated ? par.ValSize : par.FieldSize);
+    std::size_t outside = 0, total = 0;
     const BlockCorrector corrector(par, conv);
     constexpr std::size_t kBlock = 1 << 16;
     std::vector<tagKelPointF> in(kBlock), dev(kBlock);
@@ -77,20 +96,25 @@ void run_correct(const CorrectOptions& o) {
     for (;;) {
         const std::size_t n = read_points(reader, in.data(), kBlock);
         if (n == 0) break;
+        total += n;
+        for (std::size_t i = 0; i < n; ++i) outside += std::fabs(in[i].x) > half || std::fabs(in[i].y) > half;
         corrector.run(in.data(), dev.data(), n);
         for (std::size_t i = 0; i < n; ++i) append_point(buf, dev[i]);
         flush_buffer(buf, out, out_name);
     }
-    if (file) {
-        file->commit();
-    } else if (std::fflush(stdout) != 0) {
-        throw ToolError("standard output: write failed");
+    if (outside > 0) {
+        const std::string count = fmt::format("{} of {} point{} outside +-{} ({})", outside, total,
+                                              total == 1 ? "" : "s", fmt_num(half),
+                                              calibrated ? "the calibrated field, ValSize" : "the device field");
+        if (o.strict) throw ToolError(reader.name() + ": " + count + (file ? "; nothing written" : ""));
+        note(reader.name() + ": " + count);
     }
+    if (file) file->commit();
 }
 
 }  // namespace
 
-void add_correct_command(CLI::App& app, Context&) {
+void add_correct_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("correct", "Correct field points to device counts");
     auto o = std::make_shared<CorrectOptions>();
     cmd->add_option("FILE", o->calibration, "Calibration data file or correction table")->required();
@@ -110,18 +134,22 @@ void add_correct_command(CLI::App& app, Context&) {
                       ->expected(2)
                       ->delimiter(',');
     auto* linear = cmd->add_flag("--linear", o->linear, "Plain linear conversion without any correction");
+    cmd->add_flag("--strict", o->strict,
+                  "Fail (status 1, no output file) when a point lies outside the calibrated field");
+    add_force_flag(cmd, ctx);
     linear->excludes(mode)->excludes(scale)->excludes(shift);
     cmd->footer("Each output line is 'x y' in device counts (0 .. Resolution), in the shortest form that\n"
                 "reads back as the same float.  --scale or --shift switch on the scale-and-shift\n"
                 "conversion; a calibration file does not store the correction mode, so grid is the\n"
-                "default.\n\nExamples:\n"
+                "default.  Points outside the calibrated field (+-ValSize/2) are counted in a note on\n"
+                "standard error; --strict makes them an error.\n\nExamples:\n"
                 "  vrncal correct examples/sample.cor examples/points.txt\n"
                 "  echo '10 -5' | vrncal correct examples/sample.cor\n"
                 "  vrncal correct examples/sample.cor examples/points.txt --box examples/box.ini -o counts.txt");
-    cmd->callback([o, mode] {
+    cmd->callback([o, mode, &ctx] {
         if (mode->count() > 0 && o->mode == "grid" && !o->box.empty())
             throw ToolError("correct: --box sets box parameters and cannot be used with --mode grid");
-        run_correct(*o);
+        run_correct(*o, ctx);
     });
 }
 

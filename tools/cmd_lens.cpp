@@ -9,6 +9,8 @@
 #include "commands.h"
 #include "errors.h"
 #include "plot.h"
+#include "print.h"
+#include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/evaluate.h"
 #include "workflow/lens.h"
@@ -67,7 +69,7 @@ struct SimulateArgs {
     std::vector<int> grids{17};
     double val_size = 80.0;
     double noise = 0.0;
-    std::uint64_t seed = 1;
+    std::int64_t seed = 1;
     std::string output;
     std::string save_lens;
 };
@@ -77,7 +79,6 @@ void run_simulate(const SimulateArgs& a) {
     opt.lens = resolve_lens(a.lens);
     opt.val_size = a.val_size;
     opt.noise_um = a.noise;
-    opt.seed = a.seed;
     std::set<int> seen;
     for (int n : a.grids) {
         if (n != 5 && n != 9 && n != 17 && n != 25 && n != 33 && n != 65)
@@ -87,10 +88,16 @@ void run_simulate(const SimulateArgs& a) {
     }
     if (!(a.val_size > 1.0) || !(a.val_size <= 100.0))
         throw ToolError("simulate: --val-size must be above 1 and at most the field size 100");
-    if (!(a.noise >= 0.0)) throw ToolError("simulate: --noise must not be negative");
+    if (!(a.noise >= 0.0) || !std::isfinite(a.noise))
+        throw ToolError("simulate: --noise must be a finite number, not negative");
+    if (a.seed < 0) throw ToolError(fmt::format("simulate: --seed {} is negative: a seed is 0 or more", a.seed));
+    opt.seed = static_cast<std::uint64_t>(a.seed);
+    if (!a.save_lens.empty() && (a.save_lens == a.output || same_file(a.save_lens, a.output)))
+        throw ToolError("simulate: --save-lens and -o name the same file");
+    const std::vector<std::string> inputs{a.lens.file};
     const TableContent t = simulate_calibration(opt);
-    if (!a.save_lens.empty()) write_output(a.save_lens, lens_to_ini(opt.lens));
-    write_output(a.output, table_text(t));
+    if (!a.save_lens.empty()) write_output(a.save_lens, lens_to_ini(opt.lens), inputs);
+    write_output(a.output, table_text(t), inputs);
 }
 
 // ---- evaluate ---------------------------------------------------------
@@ -102,8 +109,10 @@ struct EvaluateArgs {
     std::optional<double> tolerance;
 };
 
-int run_evaluate(const EvaluateArgs& a) {
-    const Calibration cal = load_calibration(a.file);
+int run_evaluate(const EvaluateArgs& a, const Context& ctx) {
+    if (a.tolerance && !(*a.tolerance >= 0.0 && std::isfinite(*a.tolerance)))
+        throw ToolError(fmt::format("evaluate: --tolerance {} is not a finite number of um, 0 or more", *a.tolerance));
+    const Calibration cal = load(a.file, ctx);
     const LensModel lens = read_lens_file(a.lens);
     check_lens_range(lens, cal.par);
     if (a.pattern < 2 || a.pattern > 2001) throw ToolError("evaluate: --pattern must be 2 to 2001 points per side");
@@ -116,7 +125,7 @@ int run_evaluate(const EvaluateArgs& a) {
         auto& arr = j["stages"] = nlohmann::ordered_json::array();
         for (const auto& s : stages)
             arr.push_back({{"stage", s.name}, {"max_um", s.stats.max}, {"rms_um", s.stats.rms}, {"p95_um", s.stats.p95}});
-        fmt::print("{}\n", j.dump(2));
+        print("{}\n", j.dump(2));
     } else {
         std::size_t w = 5;
         for (const auto& s : stages) w = std::max(w, s.name.size());
@@ -126,11 +135,19 @@ int run_evaluate(const EvaluateArgs& a) {
         for (const auto& s : stages)
             out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
                                s.stats.p95);
-        fmt::print("{}", out);
+        print("{}", out);
     }
-    if (a.tolerance && !(stages.back().stats.max <= *a.tolerance)) {
-        fmt::print(stderr, "vrncal: {}: largest landing error {:.2f} um exceeds the tolerance {} um\n", a.file,
-                   stages.back().stats.max, *a.tolerance);
+    if (!a.tolerance) return 0;
+    // A landing error that is not a number fails any tolerance.
+    for (const auto& s : stages)
+        if (s.stats.not_finite > 0) {
+            print_error(fmt::format("{}: {} of {} landing errors are not a number ({}): the tolerance is not met",
+                                    a.file, s.stats.not_finite, s.stats.count, s.name));
+            return 1;
+        }
+    if (!(stages.back().stats.max <= *a.tolerance)) {
+        print_error(fmt::format("{}: largest landing error {:.2f} um exceeds the tolerance {} um", a.file,
+                                stages.back().stats.max, *a.tolerance));
         return 1;
     }
     return 0;
@@ -144,8 +161,8 @@ struct PlotArgs {
     int lines = 17;
 };
 
-void run_plot(const PlotArgs& a) {
-    const Calibration cal = load_calibration(a.file);
+void run_plot(const PlotArgs& a, const Context& ctx) {
+    const Calibration cal = load(a.file, ctx);
     const tagLenPar& par = cal.par;
     int width = 0, height = 0;
     if (const auto x = a.size.find('x'); x != std::string::npos) {
@@ -160,11 +177,12 @@ void run_plot(const PlotArgs& a) {
         lens = read_lens_file(a.lens);
         check_lens_range(*lens, par);
     }
-    if (a.factor && !(*a.factor > 0.0)) throw ToolError("plot: --exaggerate must be positive");
+    if (a.factor && !(*a.factor > 0.0 && std::isfinite(*a.factor)))
+        throw ToolError("plot: --exaggerate must be a finite number above 0");
 
     PlotData d = plot_data(par, a.lines, a.factor, lens ? &*lens : nullptr);
     d.title = a.file;
-    render_plot(d, a.output, width, height);
+    render_plot(d, a.output, width, height, {a.file, a.lens});
 }
 
 }  // namespace
@@ -177,7 +195,7 @@ void add_simulate_command(CLI::App& app, Context&) {
         ->delimiter(',');
     cmd->add_option("--val-size", a->val_size, "Calibrated field, field units (default 80)");
     cmd->add_option("--noise", a->noise, "Measurement noise, standard deviation per axis in um (default 0)");
-    cmd->add_option("--seed", a->seed, "Seed of the noise (default 1)");
+    cmd->add_option("--seed", a->seed, "Seed of the noise, 0 or more (default 1)");
     cmd->add_option("--save-lens", a->save_lens, "Also write the lens used as a lens file, for evaluate and plot");
     cmd->add_option("-o,--output", a->output, "Correction table to write, '-' for standard output")->required();
     cmd->footer(std::string("The run: nine points marked without correction and measured; the nine-point "
@@ -195,17 +213,20 @@ void add_evaluate_command(CLI::App& app, Context& ctx) {
     cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
     cmd->add_option("--lens", a->lens, "Lens file of the simulated head (INI, [lens] section)")->required();
     cmd->add_option("--pattern", a->pattern, "Targets per side of the dense pattern (default 101)");
-    cmd->add_option("--tolerance", a->tolerance, "Exit with status 1 when the final largest error exceeds this (um)");
+    cmd->add_option("--tolerance", a->tolerance,
+                    "Exit with status 1 when the final largest error exceeds this (um), or any error is not a "
+                    "number");
     cmd->add_flag("--json", a->json, "Print the table as JSON");
     cmd->footer(std::string("Drives the simulated head over an n x n pattern of targets spanning +-ValSize/2, "
                             "first\nlinearly, then through the nine-point correction alone, then adding the "
                             "grids one by\none, and reports the distance between target and landing: largest, "
                             "root mean square\nand 95th percentile.\n\n") +
                 kModelHelp + "\n\nExample:\n  vrncal evaluate examples/sample.cor --lens examples/lens.ini");
-    cmd->callback([a, &ctx] { ctx.status = run_evaluate(*a); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([a, &ctx] { ctx.status = run_evaluate(*a, ctx); });
 }
 
-void add_plot_command(CLI::App& app, Context&) {
+void add_plot_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("plot", "Draw a calibration: nominal grid, drive positions, landing error");
     auto a = std::make_shared<PlotArgs>();
     cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
@@ -215,7 +236,8 @@ void add_plot_command(CLI::App& app, Context&) {
     cmd->add_option("--size", a->size, "WIDTHxHEIGHT in pixels (default 900x820)");
     cmd->add_option("--lines", a->lines, "Grid lines per direction (default 17)");
     cmd->footer("Example:\n  vrncal plot examples/sample.cor --lens examples/lens.ini -o sample.png");
-    cmd->callback([a] { run_plot(*a); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([a, &ctx] { run_plot(*a, ctx); });
 }
 
 }  // namespace vrncal::tools

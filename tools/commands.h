@@ -7,12 +7,16 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
+
+#include "workflow/calfile.h"
 
 
 namespace vrncal::tools {
 
 struct Context {
     int status = 0;
+    bool force = false;  // --force: use a calibration with errors
 };
 
 void add_info_command(CLI::App& app, Context& ctx);
@@ -25,9 +29,17 @@ void add_simulate_command(CLI::App& app, Context& ctx);
 void add_evaluate_command(CLI::App& app, Context& ctx);
 void add_plot_command(CLI::App& app, Context& ctx);
 
-// Writes text to a file through a temporary file and a rename, or to
-// standard output for "-".
-void write_output(const std::string& path, const std::string& text);
+// Registers --force on a command that uses a calibration.
+void add_force_flag(CLI::App* cmd, Context& ctx);
+
+// The one way a command loads a calibration: checked, refused with every
+// error on a line of its own, or with --force used after the errors are
+// shown as warnings.  Throws ToolError.
+workflow::Calibration load(const std::string& path, const Context& ctx);
+
+// Writes text to a file whole or not at all (AtomicFile), or to standard
+// output for "-"; the file may not be one of inputs.
+void write_output(const std::string& path, const std::string& text, const std::vector<std::string>& inputs = {});
 
 }  // namespace vrncal::tools
 

@@ -5,42 +5,89 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <string_view>
 
-#include "workflow/atomic_file.h"
 #include "errors.h"
+#include "workflow/input.h"
 #include "workflow/numbers.h"
 
 namespace vrncal::tools {
 
-RowReader::RowReader(const std::string& path, int columns) : columns_(columns) {
+namespace {
+
+// True when a field of the line, split at blanks and commas, is a number.
+bool any_number(std::string_view text) {
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const std::size_t end = text.find_first_of(" \t,", pos);
+        const std::string_view field = text.substr(pos, end == std::string_view::npos ? end : end - pos);
+        if (!field.empty() && parse_double(field)) return true;
+        if (end == std::string_view::npos) break;
+        pos = end + 1;
+    }
+    return false;
+}
+
+}  // namespace
+
+RowReader::RowReader(const std::string& path, int columns) : columns_(columns), buf_(kMaxLineBytes + 1) {
     if (path == "-") {
         file_ = stdin;
         name_ = "standard input";
         return;
     }
     name_ = path;
-    require_readable(path);
+    check_input_file(path, std::numeric_limits<std::uint64_t>::max());
     file_ = std::fopen(path.c_str(), "rb");
     if (file_ == nullptr) throw ToolError(path + ": cannot open: " + std::strerror(errno));
     owned_ = true;
 }
 
+RowReader::RowReader(std::FILE* stream, std::string name, int columns)
+    : file_(stream), columns_(columns), name_(std::move(name)), buf_(kMaxLineBytes + 1) {}
+
 RowReader::~RowReader() {
     if (owned_) std::fclose(file_);
-    std::free(buf_);
+}
+
+bool RowReader::read_line(std::string_view& line) {
+    for (;;) {
+        const char* first = buf_.data() + begin_;
+        if (const void* nl = std::memchr(first, '\n', end_ - begin_)) {
+            const std::size_t len = static_cast<std::size_t>(static_cast<const char*>(nl) - first);
+            line = std::string_view(first, len);
+            begin_ += len + 1;
+            return true;
+        }
+        if (eof_) {
+            if (begin_ == end_) return false;
+            line = std::string_view(first, end_ - begin_);  // the last line has no newline
+            begin_ = end_;
+            return true;
+        }
+        if (end_ - begin_ >= kMaxLineBytes)
+            throw ToolError(fmt::format("{}:{}: a line longer than {} bytes: not a list of points", name_, line_ + 1,
+                                        kMaxLineBytes));
+        std::memmove(buf_.data(), first, end_ - begin_);
+        end_ -= begin_;
+        begin_ = 0;
+        errno = 0;
+        const std::size_t got = std::fread(buf_.data() + end_, 1, buf_.size() - end_, file_);
+        end_ += got;
+        if (got == 0) {
+            if (std::ferror(file_))
+                throw ToolError(name_ + ": read failed: " + std::strerror(errno != 0 ? errno : EIO));
+            eof_ = true;
+        }
+    }
 }
 
 bool RowReader::next(float* values) {
     for (;;) {
-        const ssize_t n = ::getline(&buf_, &cap_, file_);
-        if (n < 0) {
-            if (std::ferror(file_)) throw ToolError(name_ + ": read failed");
-            return false;
-        }
+        std::string_view text;
+        if (!read_line(text)) return false;
         ++line_;
-        std::string_view text(buf_, static_cast<std::size_t>(n));
-        if (!text.empty() && text.back() == '\n') text.remove_suffix(1);
         if (const auto hash = text.find('#'); hash != std::string_view::npos) text = text.substr(0, hash);
         text = trimmed(text);
         if (text.empty()) continue;
@@ -83,12 +130,11 @@ bool RowReader::next(float* values) {
             values[count++] = *v;
         }
         if (bad) {
-            // A first line with words in it is a header ("x y", "X,Y,RealX,RealY").
-            bool has_letter = false;
-            for (char c : text) has_letter = has_letter || std::isalpha(static_cast<unsigned char>(c));
-            if (first && has_letter && !parse_double(bad_field)) continue;
+            // A first line none of whose fields is a number is a header
+            // ("x y", "X,Y,RealX,RealY"); one with a number in it is data.
+            if (first && !any_number(text)) continue;
             const char* what = parse_double(bad_field) ? "is out of range for a float" : "is not a number";
-            throw ToolError(fmt::format("{}:{}: '{}' {}", name_, line_, bad_field, what));
+            throw ToolError(fmt::format("{}:{}: '{}' {}", name_, line_, echo_token(bad_field), what));
         }
         if (count != columns_)
             throw ToolError(fmt::format("{}:{}: expected {} numbers, found {}", name_, line_, columns_, count));
@@ -106,11 +152,15 @@ std::size_t read_points(RowReader& reader, tagKelPointF* out, std::size_t max) {
     return n;
 }
 
-std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns) {
+std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns, std::size_t max_rows) {
     RowReader reader(path, columns);
     std::vector<std::vector<float>> rows;
     std::vector<float> v(static_cast<std::size_t>(columns));
-    while (reader.next(v.data())) rows.push_back(v);
+    while (reader.next(v.data())) {
+        if (rows.size() == max_rows)
+            throw ToolError(fmt::format("{}:{}: more than {} rows", reader.name(), reader.line(), max_rows));
+        rows.push_back(v);
+    }
     return rows;
 }
 

@@ -2,8 +2,12 @@
 //
 // Input is one point per line, "x y" or "x,y" (any mix of blanks and one
 // comma between the numbers); "#" starts a comment that runs to the end of
-// the line; blank lines are skipped; the first line that holds something may
-// be a header (it is skipped when it is not numeric and contains a letter).
+// the line; blank lines are skipped; the first line that holds something is
+// a header when none of its fields is a number (then it is skipped), and
+// data otherwise.  A file must be a regular file; standard input may be any
+// stream.  Either is read in blocks, a line at most kMaxLineBytes long, so
+// memory stays bounded whatever comes in; a read error is an error, never an
+// early end.
 // Output is one "x y" line per point, each number in the shortest form that
 // reads back as the same float.
 #ifndef VRNCAL_TOOLS_POINTS_IO_H
@@ -12,6 +16,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fmt/format.h>
@@ -24,8 +29,10 @@ namespace vrncal::tools {
 class RowReader {
 public:
     // path "-" reads standard input.  Throws ToolError when the file cannot
-    // be opened.
+    // be opened or is not a regular file.
     RowReader(const std::string& path, int columns);
+    // Reads an open stream (not closed here); name is used in messages.
+    RowReader(std::FILE* stream, std::string name, int columns);
     ~RowReader();
     RowReader(const RowReader&) = delete;
     RowReader& operator=(const RowReader&) = delete;
@@ -38,12 +45,16 @@ public:
     const std::string& name() const { return name_; }
 
 private:
+    // The next line, without its newline; false at the end of the input.
+    bool read_line(std::string_view& line);
+
     std::FILE* file_ = nullptr;
     bool owned_ = false;
     int columns_;
     std::string name_;
-    char* buf_ = nullptr;
-    std::size_t cap_ = 0;
+    std::vector<char> buf_;
+    std::size_t begin_ = 0, end_ = 0;  // unread bytes in buf_
+    bool eof_ = false;
     long line_ = 0;
     bool seen_content_ = false;
 };
@@ -51,8 +62,9 @@ private:
 // Reads up to max field points; returns how many were read (0 at the end).
 std::size_t read_points(RowReader& reader, tagKelPointF* out, std::size_t max);
 
-// Reads every row of a small file (calibration points, gain-table points).
-std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns);
+// Reads every row of a small list (calibration points, gain-table points);
+// more than max_rows rows is an error.
+std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns, std::size_t max_rows);
 
 // Appends "x y\n" in shortest round-trip form.
 void append_point(fmt::memory_buffer& buf, tagKelPointF p);

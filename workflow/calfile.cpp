@@ -1,41 +1,27 @@
 #include "workflow/calfile.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <fmt/format.h>
-#include <fstream>
+#include <sys/resource.h>
 #include <vector>
 
 #include <vrncal/cfg_file.h>
 #include <vrncal/facade.h>
 
 #include "workflow/atomic_file.h"
+#include "workflow/check.h"
 #include "workflow/error.h"
-#include "workflow/lint.h"
+#include "workflow/input.h"
+#include "workflow/memory_file.h"
 #include "workflow/numbers.h"
 
 namespace vrncal::workflow {
 
-namespace {
-
-// The first error the linter finds that explains the failure, as
-// "path:line: message".
-template <typename Pred>
-std::string located(const std::string& path, Pred explains, const std::string& fallback) {
-    try {
-        for (const auto& f : lint_table(read_file(path)))
-            if (f.severity == Finding::Error && explains(f.message))
-                return f.line > 0 ? fmt::format("{}:{}: {}", path, f.line, f.message) : path + ": " + f.message;
-    } catch (const std::exception&) {
-    }
-    return path + ": " + fallback;
-}
-
-}  // namespace
-
-void validate_data_file(const std::string& path) {
-    const std::string bytes = read_file(path);
+void validate_data_file(const std::string& path, const std::string& bytes) {
     const auto size = static_cast<std::int64_t>(bytes.size());
     auto i32 = [&](std::int64_t off) {
         std::int32_t v;
@@ -71,45 +57,68 @@ void validate_data_file(const std::string& path) {
     }
 }
 
-Calibration load_calibration(const std::string& path) {
-    require_readable(path);
+Calibration load_calibration(const std::string& path, const LoadOptions& options) {
+    std::string bytes = read_file(path, kMaxCalibrationBytes);
+    Examination e = examine_calibration(path, bytes);
+    std::string errors;
+    std::size_t count = 0;
     Calibration cal;
+    for (const auto& f : e.findings) {
+        if (f.severity != Finding::Error) continue;
+        const std::string line = f.line > 0 ? fmt::format("{}:{}: {}", path, f.line, f.message) : path + ": " + f.message;
+        errors += line + "\n";
+        cal.forced.push_back(line);
+        ++count;
+    }
+    if (!e.loaded) {
+        if (errors.empty()) errors = path + ": not a calibration: no data file magic, and no nine points PNT0 to PNT8 in [Cal3]\n";
+        errors.pop_back();
+        throw Error(errors);
+    }
+    if (count > 0 && !options.force)
+        throw Error(errors + fmt::format("{}: refused: {} error{} above (--force uses it anyway)", path, count,
+                                         count == 1 ? "" : "s"));
     cal.path = path;
-    cal.data_file = is_data_file(path);
-    if (cal.data_file) validate_data_file(path);
-    VrnCal vc;
-    bool ok = false;
-    try {
-        ok = vc.loadUcf(path.c_str(), cal.par);
-    } catch (const std::exception& e) {
-        // Only the text loader throws: a numeric key that is not a number.
-        auto conversion = [](const std::string& m) { return m.find("the load stops") != std::string::npos; };
-        throw Error(located(path, conversion, fmt::format("a value is not a number ({})", e.what())));
-    }
-    if (!ok) {
-        if (cal.data_file) throw Error(path + ": the data file cannot be loaded");
-        auto nine = [](const std::string& m) {
-            return m.find("[Cal3]") != std::string::npos && (m.rfind("PNT", 0) == 0 || m.rfind("no [Cal3]", 0) == 0);
-        };
-        throw Error(located(path, nine,
-                                "not a calibration: no data file magic, and no nine points PNT0 to PNT8 in [Cal3]"));
-    }
-    cal.par.CalMode = 1;
+    cal.data_file = e.data_file;
+    cal.par = std::move(e.par);
+    cal.bytes = std::move(bytes);
     return cal;
 }
 
-void save_data_file(tagLenPar& par, const std::string& out) {
-    AtomicFile file(out);
-    file.close_stream();
+std::uint64_t data_file_size(const tagLenPar& par) {
+    if (par.Stacks.empty()) return 4100 + 32 * static_cast<std::uint64_t>(std::clamp(par.LineCount, 0, 100));
+    std::uint64_t end = 64000;
+    for (const auto& s : par.Stacks) end += 8 + 16 * static_cast<std::uint64_t>(std::int64_t{s.Size} * s.Size);
+    return end;
+}
+
+std::string checked_save(const std::string& out, const tagLenPar& expected, const std::string& start,
+                         const std::function<bool(const char*)>& save) {
+    const MemoryFile mem(start);
+    if (!save(mem.path().c_str())) throw Error(out + ": the library cannot write the data file");
+    std::string bytes = mem.bytes();
+    const std::uint64_t want = data_file_size(expected);
+    if (bytes.size() != want) {
+        // The saver does not say why it stopped; a file-size limit is the
+        // one cause a file in memory shares with the disk.
+        rlimit lim{};
+        const bool limited = ::getrlimit(RLIMIT_FSIZE, &lim) == 0 && lim.rlim_cur != RLIM_INFINITY && want > lim.rlim_cur;
+        throw Error(fmt::format("{}: write failed: the data file came out {} of {} bytes long{}", out, bytes.size(),
+                                want, limited ? std::string(" (") + std::strerror(EFBIG) + ")" : ""));
+    }
+    return bytes;
+}
+
+void save_data_file(tagLenPar& par, const std::string& out, const std::vector<std::string>& inputs) {
     VrnCal vc;
-    if (!vc.saveUcf(file.temp_path().c_str(), par)) throw Error(out + ": cannot write");
-    file.commit();
+    // saveUcf fits the coefficients of par again before it writes.
+    const std::string bytes = checked_save(out, par, {}, [&](const char* p) { return vc.saveUcf(p, par); });
+    write_file(out, bytes, inputs);
 }
 
 void apply_box_file(const std::string& path, tagLenPar& par) {
-    require_readable(path);
     CCfgFile cfg;
-    cfg.loadItems(path);
+    load_ini(path, kMaxParameterBytes, cfg);
     const auto sect = cfg.sections.find("Box");
     if (sect == cfg.sections.end() || sect->second == nullptr) throw Error(path + ": no [Box] section");
     struct Real {

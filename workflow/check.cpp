@@ -6,9 +6,10 @@
 
 #include <vrncal/facade.h>
 
-#include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/error.h"
+#include "workflow/input.h"
+#include "workflow/memory_file.h"
 
 namespace vrncal::workflow {
 
@@ -34,37 +35,58 @@ void check_coefficients(const tagLenPar& p, std::vector<Finding>& findings) {
                                         bad)});
 }
 
+// A data file's grids and points, checked as the linter checks a table's.
+void check_data_file_points(const tagLenPar& p, std::vector<Finding>& findings) {
+    const std::vector<tagCalData> nine(std::begin(p.CalCoefs.Cal3Pnts), std::end(p.CalCoefs.Cal3Pnts));
+    check_grid_points("the nine points", false, 3, p.ValSize, nine, {}, findings);
+    for (std::size_t g = 0; g < p.Stacks.size(); ++g) {
+        const tagStack& s = p.Stacks[g];
+        if (s.Size >= 2 && s.Points.size() >= static_cast<std::size_t>(s.Size) * static_cast<std::size_t>(s.Size))
+            check_grid_points(fmt::format("grid {} ({} x {})", g, s.Size, s.Size), false, s.Size, p.ValSize,
+                              s.Points, {}, findings);
+    }
+}
+
+bool has_error(const std::vector<Finding>& findings) {
+    return std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return f.severity == Finding::Error; });
+}
+
 }  // namespace
 
-std::vector<Finding> check_calibration(const std::string& path) {
-    require_readable(path);
-    std::vector<Finding> findings;
-    if (is_data_file(path)) {
-        validate_data_file(path);
-        tagLenPar par;
-        VrnCal vc;
-        if (!vc.loadUcf(path.c_str(), par)) throw Error(path + ": the data file cannot be loaded");
-        check_coefficients(par, findings);
-        return findings;
+Examination examine_calibration(const std::string& path, const std::string& bytes) {
+    Examination e;
+    e.data_file = is_data_file(bytes);
+    if (e.data_file)
+        validate_data_file(path, bytes);
+    else
+        e.findings = lint_table(bytes);
+    // The library reads exactly the bytes examined here.
+    const MemoryFile mem(bytes);
+    VrnCal vc;
+    try {
+        e.loaded = vc.loadUcf(mem.path().c_str(), e.par);
+    } catch (const std::exception& ex) {
+        // Only the text loader throws: a numeric key that is not a number,
+        // which the linter names with its line.
+        if (!has_error(e.findings))
+            e.findings.push_back({0, Finding::Error, fmt::format("the library's load fails with '{}'", ex.what())});
+        return e;
     }
-    findings = lint_table(read_file(path));
-    const bool blocked = std::any_of(findings.begin(), findings.end(), [](const Finding& f) {
-        return f.severity == Finding::Error && (f.message.find("will not load") != std::string::npos ||
-                                               f.message.find("the load stops") != std::string::npos);
-    });
-    if (!blocked) {
-        tagLenPar par;
-        VrnCal vc;
-        try {
-            if (vc.loadUcf(path.c_str(), par))
-                check_coefficients(par, findings);
-            else
-                findings.push_back({0, Finding::Error, "the library does not load the file"});
-        } catch (const std::exception& e) {
-            findings.push_back({0, Finding::Error, fmt::format("the library's load fails with '{}'", e.what())});
-        }
+    if (!e.loaded) {
+        if (e.data_file) throw Error(path + ": the data file cannot be loaded");
+        if (!has_error(e.findings)) e.findings.push_back({0, Finding::Error, "the library does not load the file"});
+        return e;
     }
-    return findings;
+    e.par.CalMode = 1;
+    check_coefficients(e.par, e.findings);
+    if (e.data_file) check_data_file_points(e.par, e.findings);
+    std::stable_sort(e.findings.begin(), e.findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+    return e;
+}
+
+Examination check_calibration(const std::string& path) {
+    return examine_calibration(path, read_file(path, kMaxCalibrationBytes));
 }
 
 }  // namespace vrncal::workflow

@@ -51,7 +51,8 @@ struct LensModel {
     Landing land(const tagLenPar& par, tagKelPointF counts) const;
 };
 
-// Throws Error when the focal length or the mirror distances are not positive.
+// Throws Error when a term is not a finite number, or the focal length or the
+// mirror distances are not positive.
 void check_lens(const LensModel& lens);
 
 // Throws Error when the head's full range would swing the beam beyond

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <fmt/format.h>
 
 #include <vrncal/facade.h>
@@ -10,13 +9,16 @@
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/error.h"
+#include "workflow/memory_file.h"
 
 namespace vrncal::workflow {
 
 std::vector<tagCalData> stack_points(const Calibration& cal, int index) {
-    const std::string& path = cal.path;
     if (index >= static_cast<int>(cal.par.Stacks.size()))
-        throw Error(fmt::format("{}: no grid {} (the file holds {})", path, index, cal.par.Stacks.size()));
+        throw Error(fmt::format("{}: no grid {} (the file holds {})", cal.path, index, cal.par.Stacks.size()));
+    // The library reads the bytes that were checked.
+    const MemoryFile mem(cal.bytes);
+    const std::string& path = mem.path();
     VrnCal vc;
     int size = index < 0 ? 3 : 0;
     std::vector<tagCalData> pts(9);
@@ -26,15 +28,15 @@ std::vector<tagCalData> stack_points(const Calibration& cal, int index) {
         pts.resize(static_cast<std::size_t>(size) * static_cast<std::size_t>(size));
     }
     if (!vc.getCalibPnts(path.c_str(), index, size, pts.data()))
-        throw Error(fmt::format("{}: cannot read grid {}", path, index));
+        throw Error(fmt::format("{}: cannot read grid {}", cal.path, index));
     return pts;
 }
 
 std::string edit_target(const Calibration& cal, const std::string& out) {
-    if (!out.empty()) return out;
+    if (!out.empty() && !(same_file(out, cal.path) && !cal.data_file)) return out;
     if (!cal.data_file)
-        throw Error(cal.path + ": is a correction table, and the edit is saved as a binary data file: name the "
-                               "data file to write with -o");
+        throw Error(cal.path + ": is a correction table, and the edit is saved as a binary data file: name "
+                               "another file to write with -o");
     return cal.path;
 }
 
@@ -51,31 +53,39 @@ PointsEdit set_stack_points(const Calibration& cal, int index, const std::string
         throw Error(fmt::format("{}: grid {} of {} has {} x {} points; {} holds {} x {}", points_name, index, path,
                                 cal.par.Stacks[static_cast<std::size_t>(index)].Size,
                                 cal.par.Stacks[static_cast<std::size_t>(index)].Size, points_name, n, n));
-    // The facade edits the file in place: give it a copy beside the target.
-    AtomicFile file(out);
-    file.close_stream();
-    std::filesystem::copy_file(path, file.temp_path(), std::filesystem::copy_options::overwrite_existing);
+    // The facade edits the file in place: give it the checked bytes in
+    // memory, check what it saved, and write that.
+    tagLenPar edited = cal.par;
+    if (index >= stacks)
+        edited.Stacks.push_back(tagStack{n, 1, pts});
+    else if (index >= 0)
+        edited.Stacks[static_cast<std::size_t>(index)].Points = pts;
     VrnCal vc;
-    if (!vc.setCalibPnts(file.temp_path().c_str(), index, n, const_cast<tagCalData*>(pts.data())))
-        throw Error(out + ": cannot write");
-    file.commit();
+    const std::string bytes = checked_save(out, edited, cal.bytes, [&](const char* p) {
+        return vc.setCalibPnts(p, index, n, const_cast<tagCalData*>(pts.data()));
+    });
+    // The calibration may be replaced by its edit (edit_target allows it for
+    // a data file only); the points file may not.
+    write_file(out, bytes, same_file(out, path) ? std::vector<std::string>{points_name}
+                                                : std::vector<std::string>{path, points_name});
     return PointsEdit{index >= stacks, index >= stacks ? stacks : index, n};
 }
 
-GainTable gain_points(const std::string& path, int axis) {
-    load_calibration(path);
+GainTable gain_points(const Calibration& cal, int axis) {
+    const MemoryFile mem(cal.bytes);
     VrnCal vc;
     GainTable g;
     g.points.resize(100);
-    vc.getEqualPnts(path.c_str(), axis, g.count, g.points.data());
+    vc.getEqualPnts(mem.path().c_str(), axis, g.count, g.points.data());
     g.points.resize(static_cast<std::size_t>(std::clamp(g.count, 0, 100)));
     return g;
 }
 
-void set_gain_points(const std::string& path, int axis, const std::vector<tagKelPointF>& pts) {
-    load_calibration(path);
+void set_gain_points(const Calibration& cal, int axis, const std::vector<tagKelPointF>& pts) {
+    // The edit is lost by design: run it on a copy, so the file is surely untouched.
+    const MemoryFile mem(cal.bytes);
     VrnCal vc;
-    vc.setEqualPnts(path.c_str(), axis, static_cast<int>(pts.size()), const_cast<tagKelPointF*>(pts.data()));
+    vc.setEqualPnts(mem.path().c_str(), axis, static_cast<int>(pts.size()), const_cast<tagKelPointF*>(pts.data()));
 }
 
 }  // namespace vrncal::workflow

@@ -1,33 +1,23 @@
 #include "workflow/simulate.h"
 
 #include <cmath>
-#include <cstdio>
-#include <filesystem>
 #include <fmt/format.h>
 
 #include <vrncal/facade.h>
 
-#include "workflow/atomic_file.h"
 #include "workflow/error.h"
+#include "workflow/memory_file.h"
 
 namespace vrncal::workflow {
 
 namespace {
 
-// Loads a table through a temporary file, as a machine would load it.
+// Loads a table, as a machine would load it, from memory.
 tagLenPar load_table(const TableContent& t) {
-    const std::string text = table_text(t);
-    std::string path = (std::filesystem::temp_directory_path() / "vrncal-simXXXXXX").string();
-    const int fd = ::mkstemp(path.data());
-    if (fd < 0) throw Error("cannot create a temporary file in " + std::filesystem::temp_directory_path().string());
-    std::FILE* f = ::fdopen(fd, "wb");
-    const bool written = f != nullptr && std::fwrite(text.data(), 1, text.size(), f) == text.size();
-    if (f != nullptr) std::fclose(f);
+    const MemoryFile mem(table_text(t));
     tagLenPar par;
     VrnCal vc;
-    const bool loaded = written && vc.loadUcf(path.c_str(), par);
-    std::remove(path.c_str());
-    if (!loaded) throw Error("the simulated calibration does not load (temporary table " + path + ")");
+    if (!vc.loadUcf(mem.path().c_str(), par)) throw Error("the simulated calibration does not load");
     par.CalMode = 1;
     return par;
 }
