@@ -103,7 +103,7 @@ void run_correct(const CorrectOptions& o, const Context& ctx) {
         flush_buffer(buf, out, out_name);
     }
     if (outside > 0) {
-        const std::string count = fmt::format("{} of {} point{} outside +-{} ({})", outside, total,
+        const std::string count = fmt::format("{} of {} point{} outside ±{} ({})", outside, total,
                                               total == 1 ? "" : "s", fmt_num(half),
                                               calibrated ? "the calibrated field, ValSize" : "the device field");
         if (o.strict) throw ToolError(reader.name() + ": " + count + (file ? "; nothing written" : ""));

@@ -13,7 +13,8 @@ namespace {
 [[noreturn]] void stdout_failed(int err) {
     // Whatever is still buffered cannot be written either.
     std::clearerr(stdout);
-    throw ToolError(std::string("standard output: write failed: ") + std::strerror(err != 0 ? err : EIO));
+    throw ToolError(err != 0 ? std::string("standard output: write failed: ") + std::strerror(err)
+                             : std::string("standard output: write failed"));
 }
 
 void lines(const char* prefix, const std::string& text) {

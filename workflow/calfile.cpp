@@ -94,9 +94,14 @@ std::uint64_t data_file_size(const tagLenPar& par) {
 
 std::string checked_save(const std::string& out, const tagLenPar& expected, const std::string& start,
                          const std::function<bool(const char*)>& save) {
-    const MemoryFile mem(start);
-    if (!save(mem.path().c_str())) throw Error(out + ": the library cannot write the data file");
-    std::string bytes = mem.bytes();
+    std::string bytes;
+    try {
+        const MemoryFile mem(start);
+        if (!save(mem.path().c_str())) throw Error("the library cannot write the data file");
+        bytes = mem.bytes();
+    } catch (const Error& e) {
+        throw Error(out + ": " + e.what());
+    }
     const std::uint64_t want = data_file_size(expected);
     if (bytes.size() != want) {
         // The saver does not say why it stopped; a file-size limit is the

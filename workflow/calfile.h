@@ -25,7 +25,7 @@ struct Calibration {
     std::string path;
     bool data_file = false;  // binary data file; otherwise a correction table
     tagLenPar par;
-    std::string bytes;  // the file as read and checked, for the library's file-level calls
+    std::string bytes;  // the file as read and checked (an edit starts from them)
     // With force: the errors that would have refused the file, one line
     // each ("PATH:LINE: message"), for the caller to show as warnings.
     std::vector<std::string> forced;

@@ -9,7 +9,6 @@
 #include "workflow/calfile.h"
 #include "workflow/error.h"
 #include "workflow/input.h"
-#include "workflow/memory_file.h"
 
 namespace vrncal::workflow {
 
@@ -60,11 +59,9 @@ Examination examine_calibration(const std::string& path, const std::string& byte
         validate_data_file(path, bytes);
     else
         e.findings = lint_table(bytes);
-    // The library reads exactly the bytes examined here.
-    const MemoryFile mem(bytes);
     VrnCal vc;
     try {
-        e.loaded = vc.loadUcf(mem.path().c_str(), e.par);
+        e.loaded = vc.loadUcf(path.c_str(), e.par);
     } catch (const std::exception& ex) {
         // Only the text loader throws: a numeric key that is not a number,
         // which the linter names with its line.

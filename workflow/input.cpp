@@ -10,7 +10,6 @@
 #include <vrncal/cfg_file.h>
 
 #include "workflow/error.h"
-#include "workflow/memory_file.h"
 
 namespace vrncal::workflow {
 
@@ -83,8 +82,8 @@ std::string read_file(const std::string& path, std::uint64_t max_bytes) {
 }
 
 void load_ini(const std::string& path, std::uint64_t max_bytes, CCfgFile& cfg) {
-    const MemoryFile mem(read_file(path, max_bytes));
-    cfg.loadItems(mem.path());
+    check_input_file(path, max_bytes);
+    cfg.loadItems(path);
 }
 
 bool is_data_file(std::string_view bytes) { return bytes.substr(0, 7) == "VRNCLDT"; }

@@ -31,8 +31,8 @@ void check_input_file(const std::string& path, std::uint64_t max_bytes);
 // Reads a whole file once, through one descriptor, after the check above.
 std::string read_file(const std::string& path, std::uint64_t max_bytes);
 
-// Loads an INI file (lens, box parameters) into the library's store from the
-// bytes read_file gives.
+// Loads an INI file (lens, box parameters) into the library's store, after
+// the check above.
 void load_ini(const std::string& path, std::uint64_t max_bytes, CCfgFile& cfg);
 
 // True when the file starts with the data file's magic "VRNCLDT".

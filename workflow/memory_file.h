@@ -3,7 +3,8 @@
 // write it.  The tool uses it to hand the library exactly the bytes it has
 // checked, and to check what the library's savers wrote (they report only
 // whether the file opened) before it goes to disk through an AtomicFile.
-// No folder sees it.
+// No folder sees it.  Its errors are a reason without a file name ("write
+// failed: File too large"); the caller names the file it was for.
 #ifndef VRNCAL_WORKFLOW_MEMORY_FILE_H
 #define VRNCAL_WORKFLOW_MEMORY_FILE_H
 

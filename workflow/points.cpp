@@ -9,16 +9,13 @@
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/error.h"
-#include "workflow/memory_file.h"
 
 namespace vrncal::workflow {
 
 std::vector<tagCalData> stack_points(const Calibration& cal, int index) {
     if (index >= static_cast<int>(cal.par.Stacks.size()))
         throw Error(fmt::format("{}: no grid {} (the file holds {})", cal.path, index, cal.par.Stacks.size()));
-    // The library reads the bytes that were checked.
-    const MemoryFile mem(cal.bytes);
-    const std::string& path = mem.path();
+    const std::string& path = cal.path;
     VrnCal vc;
     int size = index < 0 ? 3 : 0;
     std::vector<tagCalData> pts(9);
@@ -72,20 +69,17 @@ PointsEdit set_stack_points(const Calibration& cal, int index, const std::string
 }
 
 GainTable gain_points(const Calibration& cal, int axis) {
-    const MemoryFile mem(cal.bytes);
     VrnCal vc;
     GainTable g;
     g.points.resize(100);
-    vc.getEqualPnts(mem.path().c_str(), axis, g.count, g.points.data());
+    vc.getEqualPnts(cal.path.c_str(), axis, g.count, g.points.data());
     g.points.resize(static_cast<std::size_t>(std::clamp(g.count, 0, 100)));
     return g;
 }
 
 void set_gain_points(const Calibration& cal, int axis, const std::vector<tagKelPointF>& pts) {
-    // The edit is lost by design: run it on a copy, so the file is surely untouched.
-    const MemoryFile mem(cal.bytes);
     VrnCal vc;
-    vc.setEqualPnts(mem.path().c_str(), axis, static_cast<int>(pts.size()), const_cast<tagKelPointF*>(pts.data()));
+    vc.setEqualPnts(cal.path.c_str(), axis, static_cast<int>(pts.size()), const_cast<tagKelPointF*>(pts.data()));
 }
 
 }  // namespace vrncal::workflow

@@ -14,10 +14,14 @@ namespace {
 
 // Loads a table, as a machine would load it, from memory.
 tagLenPar load_table(const TableContent& t) {
-    const MemoryFile mem(table_text(t));
     tagLenPar par;
     VrnCal vc;
-    if (!vc.loadUcf(mem.path().c_str(), par)) throw Error("the simulated calibration does not load");
+    try {
+        const MemoryFile mem(table_text(t));
+        if (!vc.loadUcf(mem.path().c_str(), par)) throw Error("it does not load");
+    } catch (const Error& e) {
+        throw Error(std::string("simulate: cannot load the simulated table: ") + e.what());
+    }
     par.CalMode = 1;
     return par;
 }

@@ -9,6 +9,7 @@
 //   stdin <<END              standard input of the next run
 //   stdin-file PATH          the next run reads standard input from PATH
 //   stdout-file PATH         the next run writes standard output to PATH
+//                            (a device such as /dev/full, or a file)
 //   limit-fsize BYTES        the next run may not write a file beyond BYTES
 //                            (SIGXFSZ ignored, so the write fails instead)
 //   kill SIGNAL MS           the next run gets SIGNAL after MS milliseconds,
@@ -127,7 +128,7 @@ Result run(const std::string& exe, const std::vector<std::string>& args, const S
     if (pid == 0) {
         const int fi = held[0] >= 0 ? held[0] : open((s.stdin_file.empty() ? in.c_str() : s.stdin_file.c_str()), O_RDONLY);
         const int fo = s.stdout_file.empty() ? open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644)
-                                             : open(s.stdout_file.c_str(), O_WRONLY);
+                                             : open(s.stdout_file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         const int fe = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(fi, 0), dup2(fo, 1), dup2(fe, 2);
         if (held[1] >= 0) close(held[1]);
@@ -182,7 +183,7 @@ std::map<std::string, std::string> snapshot(const fs::path& dir) {
         std::string sig = std::to_string(st.st_mode) + ":";
         if (S_ISREG(st.st_mode)) sig += slurp(it->path());
         if (S_ISLNK(st.st_mode)) sig += fs::read_symlink(it->path()).string();
-        m[fs::relative(it->path(), dir).string()] = sig;
+        m[it->path().lexically_relative(dir).string()] = sig;
     }
     return m;
 }
@@ -325,7 +326,7 @@ int main(int argc, char** argv) {
                 failures.push_back(where + op + " '" + want + "' " + (has ? "not in" : "in") + ":\n" + got);
         } else if (op == "changed") {
             std::map<std::string, bool> want;
-            for (const auto& p : w) want[fs::relative(p, tmp).string()] = true;
+            for (const auto& p : w) want[fs::path(p).lexically_relative(tmp).string()] = true;
             std::string wrong;
             for (const auto* m : {&before, &after})
                 for (const auto& [path, sig] : *m) {
