@@ -103,9 +103,10 @@ void run_correct(const CorrectOptions& o, const Context& ctx) {
         flush_buffer(buf, out, out_name);
     }
     if (outside > 0) {
-        const std::string count = fmt::format("{} of {} point{} outside ±{} ({})", outside, total,
-                                              total == 1 ? "" : "s", fmt_num(half),
-                                              calibrated ? "the calibrated field, ValSize" : "the device field");
+        const std::string count =
+            fmt::format("{} of {} point{} outside ±{}, {} ({} {})", outside, total, total == 1 ? "" : "s",
+                        fmt_num(half), calibrated ? "the calibrated field" : "the field the device spans",
+                        calibrated ? "ValSize" : "FieldSize", fmt_num(2.0 * half));
         if (o.strict) throw ToolError(reader.name() + ": " + count + (file ? "; nothing written" : ""));
         note(reader.name() + ": " + count);
     }

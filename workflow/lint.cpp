@@ -203,6 +203,7 @@ Parsed parse(const std::string& text) {
                                               kMaxLineFindings)});
     };
     Section ignored;  // the keys of a section the loader does not read
+    int before_header = 0, before_header_line = 0;
     Section* current = nullptr;
     std::string current_name;
     int line_no = 0;
@@ -223,6 +224,10 @@ Parsed parse(const std::string& text) {
                 note({line_no, Finding::Error,
                       fmt::format("section header does not end in ']': the loader names it '{}'", echo(name))});
             current_name = name;
+            if (current == nullptr && before_header > 0)
+                note({before_header_line, Finding::Warning,
+                      fmt::format("{} line{} before the first section header: ignored", before_header,
+                                  before_header == 1 ? "" : "s")});
             if (!read_section(name)) {
                 note({line_no, Finding::Warning,
                       fmt::format("section [{}] is not read: the grids are [Cal5], [Cal9], [Cal17], [Cal25], "
@@ -245,7 +250,7 @@ Parsed parse(const std::string& text) {
             continue;
         }
         if (current == nullptr) {
-            if (!blank) note({line_no, Finding::Warning, "before the first section header: ignored"});
+            if (!blank && before_header++ == 0) before_header_line = line_no;
             continue;
         }
         if (blank || current == &ignored) continue;

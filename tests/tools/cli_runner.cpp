@@ -3,6 +3,9 @@
 //   === name                 starts a case with a fresh scratch folder @TMP@
 //   file PATH <<END          writes a file (lines up to END) before the next run
 //   bytes PATH HEX...        writes a file of the given bytes ("ef bb bf 5b")
+//   copy FROM TO             copies a file
+//   replace PATH OLD NEW     replaces the first OLD in a file by NEW (both may
+//                            hold \t, \n and \xHH)
 //   fifo PATH                makes a FIFO; the runner reads what is written to it
 //   symlink TARGET LINK      makes a symbolic link
 //   chmod MODE PATH          sets the permission bits (octal)
@@ -200,6 +203,24 @@ bool png_size(const fs::path& p, unsigned& w, unsigned& h) {
     return b.compare(b.size() - 8, 4, "IEND") == 0;
 }
 
+// "\t", "\n" and "\xHH" in a case's text.
+std::string unescape(const std::string& s) {
+    std::string out;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        if (s[i] != '\\' || i + 1 == s.size()) {
+            out += s[i];
+        } else if (s[i + 1] == 't' || s[i + 1] == 'n') {
+            out += s[++i] == 't' ? '\t' : '\n';
+        } else if (s[i + 1] == 'x' && i + 3 < s.size()) {
+            out += static_cast<char>(std::stoi(s.substr(i + 2, 2), nullptr, 16));
+            i += 3;
+        } else {
+            out += s[++i];
+        }
+    }
+    return out;
+}
+
 std::string file_type(const std::string& path) {
     struct stat st;
     if (lstat(path.c_str(), &st) != 0) return "missing";
@@ -286,6 +307,18 @@ int main(int argc, char** argv) {
             std::string b;
             for (std::size_t i = 1; i < w.size(); ++i) b += static_cast<char>(std::stoi(w[i], nullptr, 16));
             std::ofstream(w[0], std::ios::binary) << b;
+        } else if (op == "copy" && w.size() == 2) {
+            std::error_code ec;
+            if (!fs::copy_file(w[0], w[1], fs::copy_options::overwrite_existing, ec))
+                failures.push_back(where + "cannot copy " + w[0]);
+        } else if (op == "replace" && w.size() == 3) {
+            std::string text = slurp(w[0]);
+            const std::string from = unescape(w[1]);
+            const auto at = text.find(from);
+            if (at == std::string::npos)
+                failures.push_back(where + "'" + w[1] + "' not in " + w[0]);
+            else
+                std::ofstream(w[0], std::ios::binary) << text.replace(at, from.size(), unescape(w[2]));
         } else if (op == "fifo" && w.size() == 1) {
             if (mkfifo(w[0].c_str(), 0644) != 0) failures.push_back(where + "cannot make the FIFO " + w[0]);
             else fifos[w[0]] = Fifo{open(w[0].c_str(), O_RDWR | O_NONBLOCK), ""};
