@@ -184,7 +184,11 @@ std::map<std::string, std::string> snapshot(const fs::path& dir) {
         struct stat st;
         if (lstat(it->path().c_str(), &st) != 0) continue;
         std::string sig = std::to_string(st.st_mode) + ":";
-        if (S_ISREG(st.st_mode)) sig += slurp(it->path());
+        // Large files by size and time, to keep the check fast.
+        if (S_ISREG(st.st_mode))
+            sig += st.st_size > (1 << 20) ? std::to_string(st.st_size) + ":" + std::to_string(st.st_mtim.tv_nsec) +
+                                                ":" + std::to_string(st.st_mtim.tv_sec)
+                                          : slurp(it->path());
         if (S_ISLNK(st.st_mode)) sig += fs::read_symlink(it->path()).string();
         m[it->path().lexically_relative(dir).string()] = sig;
     }
