@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <string_view>
 
 #include "errors.h"
@@ -31,14 +30,15 @@ bool any_number(std::string_view text) {
 
 }  // namespace
 
-RowReader::RowReader(const std::string& path, int columns) : columns_(columns), buf_(kMaxLineBytes + 1) {
+RowReader::RowReader(const std::string& path, int columns, std::uint64_t max_bytes)
+    : columns_(columns), buf_(kMaxLineBytes + 1) {
     if (path == "-") {
         file_ = stdin;
         name_ = "standard input";
         return;
     }
     name_ = path;
-    check_input_file(path, std::numeric_limits<std::uint64_t>::max());
+    check_input_file(path, max_bytes);
     file_ = std::fopen(path.c_str(), "rb");
     if (file_ == nullptr) throw ToolError(path + ": cannot open: " + std::strerror(errno));
     owned_ = true;
@@ -153,7 +153,7 @@ std::size_t read_points(RowReader& reader, tagKelPointF* out, std::size_t max) {
 }
 
 std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns, std::size_t max_rows) {
-    RowReader reader(path, columns);
+    RowReader reader(path, columns, kMaxPointListBytes);
     std::vector<std::vector<float>> rows;
     std::vector<float> v(static_cast<std::size_t>(columns));
     while (reader.next(v.data())) {

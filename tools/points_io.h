@@ -14,7 +14,9 @@
 #define VRNCAL_TOOLS_POINTS_IO_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,8 +31,9 @@ namespace vrncal::tools {
 class RowReader {
 public:
     // path "-" reads standard input.  Throws ToolError when the file cannot
-    // be opened or is not a regular file.
-    RowReader(const std::string& path, int columns);
+    // be opened, is not a regular file or is larger than max_bytes.
+    RowReader(const std::string& path, int columns,
+              std::uint64_t max_bytes = std::numeric_limits<std::uint64_t>::max());
     // Reads an open stream (not closed here); name is used in messages.
     RowReader(std::FILE* stream, std::string name, int columns);
     ~RowReader();

@@ -16,8 +16,9 @@ class CCfgFile;
 
 namespace vrncal::workflow {
 
-// The largest files read whole: a calibration (a table with all six grids is
-// about 1 MiB), a parameter file (lens, box), a list of points to set.
+// The largest files read: a calibration (a table with all six grids is about
+// 1 MiB), a parameter file (lens, box), a list of points to set (a 65 x 65
+// grid is about 200 KiB).  A list of points to correct may be of any size.
 constexpr std::uint64_t kMaxCalibrationBytes = std::uint64_t{64} << 20;
 constexpr std::uint64_t kMaxParameterBytes = std::uint64_t{1} << 20;
 constexpr std::uint64_t kMaxPointListBytes = std::uint64_t{16} << 20;
