@@ -78,11 +78,18 @@ AtomicFile::AtomicFile(std::string target, const std::vector<std::string>& input
     for (const auto& in : inputs)
         if (same_file(in, target_))
             throw Error(target_ + ": is also an input of this command and would be replaced; name another output");
-    resolved_ = follow_links(target_);
-    folder_ = folder_of(resolved_);
     struct stat st;
-    const bool exists = ::stat(resolved_.c_str(), &st) == 0;
-    if (!exists && errno != ENOENT) throw Error(target_ + ": cannot write: " + std::strerror(errno));
+    bool exists = ::stat(target_.c_str(), &st) == 0;
+    if (exists && (S_ISFIFO(st.st_mode) || S_ISCHR(st.st_mode))) {
+        // Opened through the name as given, so that a link the kernel
+        // resolves itself (/dev/stdout) reaches what it names.
+        resolved_ = target_;
+    } else {
+        resolved_ = follow_links(target_);
+        exists = ::stat(resolved_.c_str(), &st) == 0;
+        if (!exists && errno != ENOENT) throw Error(target_ + ": cannot write: " + std::strerror(errno));
+    }
+    folder_ = folder_of(resolved_);
     mode_t mode = 0;
     if (exists) {
         if (S_ISDIR(st.st_mode)) throw Error(target_ + ": is a directory");
