@@ -6,11 +6,11 @@
 #define VRNCAL_TOOLS_COMMANDS_H
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "workflow/calfile.h"
-
 
 namespace vrncal::tools {
 
@@ -28,14 +28,29 @@ void add_points_command(CLI::App& app, Context& ctx);
 void add_simulate_command(CLI::App& app, Context& ctx);
 void add_evaluate_command(CLI::App& app, Context& ctx);
 void add_plot_command(CLI::App& app, Context& ctx);
+void add_plan_command(CLI::App& app, Context& ctx);
+void add_measure_command(CLI::App& app, Context& ctx);
 
-// Registers --force on a command that uses a calibration.
-void add_force_flag(CLI::App* cmd, Context& ctx);
+// True when a calibration written to path is a correction table: format
+// "text", or no format and a path ending in .cor or .txt.
+bool text_output(const std::string& path, const std::string& format);
+
+// --field-size, for commands that load a calibration.
+void add_field_size_option(CLI::App* cmd, std::optional<double>& field_size);
+
+// Registers --force on a command that uses a calibration; also is added to
+// its help where the command forces something more.
+void add_force_flag(CLI::App* cmd, Context& ctx, const std::string& also = "");
 
 // The one way a command loads a calibration: checked, refused with every
 // error on a line of its own, or with --force used after the errors are
 // shown as warnings.  Throws ToolError.
-workflow::Calibration load(const std::string& path, const Context& ctx);
+workflow::Calibration load(const std::string& path, const Context& ctx,
+                           std::optional<double> field_size = std::nullopt);
+
+// The options load() passes on, for workflow calls that load a table
+// themselves.
+workflow::LoadOptions load_options(const Context& ctx, std::optional<double> field_size);
 
 // Writes text to a file whole or not at all (AtomicFile), or to standard
 // output for "-"; the file may not be one of inputs.

@@ -18,6 +18,8 @@
 #include "workflow/input.h"
 #include "workflow/memory_file.h"
 #include "workflow/numbers.h"
+#include "workflow/table_edit.h"
+#include "workflow/table_writer.h"
 
 namespace vrncal::workflow {
 
@@ -57,12 +59,33 @@ void validate_data_file(const std::string& path, const std::string& bytes) {
     }
 }
 
+void check_field_size(double field_size, const std::string& what) {
+    if (!(field_size > 1.0) || !std::isfinite(field_size))
+        throw Error(fmt::format("{}: field size {} is not a number above 1", what, field_size));
+}
+
+std::optional<double> table_field_size(const std::string& path, const std::string& text) {
+    const auto v = TableEditor(text).find(kToolSection, kFieldSizeKey);
+    if (!v) return std::nullopt;
+    const auto fs = parse_double(v->text);
+    if (!fs || !(*fs > 1.0) || !std::isfinite(*fs))
+        throw Error(fmt::format("{}:{}: [{}] {}: '{}' is not a field size (a number above 1)", path, v->line,
+                                kToolSection, kFieldSizeKey, echo_token(trimmed(v->text))));
+    return fs;
+}
+
 Calibration load_calibration(const std::string& path, const LoadOptions& options) {
+    const auto& given = options.field_size;
+    if (given) check_field_size(*given, "the field size given");
     std::string bytes = read_file(path, kMaxCalibrationBytes);
-    Examination e = examine_calibration(path, bytes);
+    Examination e = examine_calibration(path, bytes, given);
+    if (e.own_field_size && given && *e.own_field_size != *given)
+        throw Error(fmt::format("{}: the table was calibrated with the field size {} ([{}] {}); the field size "
+                                "given, {}, disagrees",
+                                path, *e.own_field_size, kToolSection, kFieldSizeKey, *given));
+    Calibration cal;
     std::string errors;
     std::size_t count = 0;
-    Calibration cal;
     for (const auto& f : e.findings) {
         if (f.severity != Finding::Error) continue;
         const std::string line = f.line > 0 ? fmt::format("{}:{}: {}", path, f.line, f.message) : path + ": " + f.message;
@@ -71,7 +94,13 @@ Calibration load_calibration(const std::string& path, const LoadOptions& options
         ++count;
     }
     if (!e.loaded) {
-        if (errors.empty()) errors = path + ": not a calibration: no data file magic, and no nine points PNT0 to PNT8 in [Cal3]\n";
+        // A table the tool planned, before its first import.
+        const TableEditor table(bytes);
+        if (!e.data_file && !table.has_section("Cal3") && table.has_section(kToolSection))
+            throw Error(path + ": the nine points are not measured yet: mark the nine-point job of the table and "
+                               "import the measurements");
+        if (errors.empty())
+            errors = path + ": not a calibration: no data file magic, and no nine points PNT0 to PNT8 in [Cal3]\n";
         errors.pop_back();
         throw Error(errors);
     }
@@ -82,6 +111,15 @@ Calibration load_calibration(const std::string& path, const LoadOptions& options
     cal.data_file = e.data_file;
     cal.par = std::move(e.par);
     cal.bytes = std::move(bytes);
+    if (cal.data_file) {
+        cal.field_size_from = FieldSizeFrom::DataFile;
+        if (given && *given != cal.par.FieldSize)
+            throw Error(fmt::format("{}: the data file stores the field size {}; the field size given, {}, disagrees",
+                                    path, cal.par.FieldSize, *given));
+    } else {
+        cal.field_size_from = e.own_field_size ? FieldSizeFrom::Table : given ? FieldSizeFrom::Given
+                                                                             : FieldSizeFrom::Default;
+    }
     return cal;
 }
 

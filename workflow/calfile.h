@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,10 +22,19 @@
 
 namespace vrncal::workflow {
 
+// Where the field size of a loaded calibration comes from.
+enum class FieldSizeFrom {
+    Default,   // a table that does not say: the library's 100
+    Table,     // the table's [vrncal] FieldSize key
+    DataFile,  // the data file's stored FieldSize
+    Given,     // given by the caller for a table that does not say
+};
+
 struct Calibration {
     std::string path;
     bool data_file = false;  // binary data file; otherwise a correction table
     tagLenPar par;
+    FieldSizeFrom field_size_from = FieldSizeFrom::Default;
     std::string bytes;  // the file as read and checked (an edit starts from them)
     // With force: the errors that would have refused the file, one line
     // each ("PATH:LINE: message"), for the caller to show as warnings.
@@ -33,13 +43,27 @@ struct Calibration {
 
 struct LoadOptions {
     bool force = false;  // use a calibration with errors (not one that does not load)
+    std::optional<double> field_size;  // for a table that states none
 };
 
 // Loads a calibration as the library decides (a data file as stored, a
 // correction table fitted on load) into a default record, then selects the
-// grid correction (CalMode 1): neither file stores CalMode.  Throws Error,
-// whose message has one line per error.
+// grid correction (CalMode 1): neither file stores CalMode.
+//
+// The field size (field units spanned by the device range) is set before
+// the load: a correction table's own FieldSize key, else the given one, else
+// 100.  A given field size that disagrees with the one the file states is an
+// error: the file was calibrated with its own.  Throws Error, whose message
+// has one line per error.
 Calibration load_calibration(const std::string& path, const LoadOptions& options = {});
+
+// Throws Error unless the field size is a finite number above 1 (what the
+// data file keeps).
+void check_field_size(double field_size, const std::string& what);
+
+// The FieldSize key of a correction table's [vrncal] section, or nothing.
+// Throws Error "PATH:LINE: ..." when it is not a number above 1.
+std::optional<double> table_field_size(const std::string& path, const std::string& text);
 
 // The size of the data file the library's saver writes for the record: its
 // fixed layout makes that exact.

@@ -52,13 +52,22 @@ bool has_error(const std::vector<Finding>& findings) {
 
 }  // namespace
 
-Examination examine_calibration(const std::string& path, const std::string& bytes) {
+Examination examine_calibration(const std::string& path, const std::string& bytes,
+                                std::optional<double> field_size) {
     Examination e;
     e.data_file = is_data_file(bytes);
-    if (e.data_file)
+    if (e.data_file) {
         validate_data_file(path, bytes);
-    else
+    } else {
         e.findings = lint_table(bytes);
+        // The field size is set before the load: the table's own, else the
+        // one given, else the library's.
+        try {
+            e.own_field_size = table_field_size(path, bytes);
+        } catch (const Error&) {  // the linter reports it
+        }
+        if (const auto fs = e.own_field_size ? e.own_field_size : field_size) e.par.FieldSize = *fs;
+    }
     VrnCal vc;
     try {
         e.loaded = vc.loadUcf(path.c_str(), e.par);
@@ -83,7 +92,7 @@ Examination examine_calibration(const std::string& path, const std::string& byte
 }
 
 Examination check_calibration(const std::string& path) {
-    return examine_calibration(path, read_file(path, kMaxCalibrationBytes));
+    return examine_calibration(path, read_file(path, kMaxCalibrationBytes), std::nullopt);
 }
 
 }  // namespace vrncal::workflow

@@ -1,6 +1,8 @@
 #include "workflow/lint.h"
 
 #include "workflow/input.h"
+#include "workflow/numbers.h"
+#include "workflow/table_writer.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -121,7 +123,7 @@ std::string lower(std::string s) {
 
 // The known key an unknown one was probably meant to be ("Valsize" for
 // ValSize, "PTN3" for PNT3), or nothing.
-std::optional<std::string> misspelled(const std::string& key) {
+std::optional<std::string> misspelled(const std::string& key, const std::string& sect) {
     if (key.empty() || key.size() > 24) return std::nullopt;
     const std::size_t digits = key.find_last_not_of("0123456789") + 1;
     const std::string stem = key.substr(0, digits), number = key.substr(digits);
@@ -130,6 +132,10 @@ std::optional<std::string> misspelled(const std::string& key) {
         const int allowed = known.size() <= 3 ? 1 : 2;
         return known.size() > 2 && edit_distance(lower(typed), lower(known)) <= allowed;
     };
+    if (sect == kToolSection) {
+        if (close(key, kFieldSizeKey)) return std::string(kFieldSizeKey);
+        return std::nullopt;
+    }
     if (!number.empty() && !stem.empty())
         for (const char* prefix : {"PNT", "XT", "YT", "XA", "YA", "XR", "YR", "k", "s"})
             if (stem != prefix && close(stem, prefix)) return prefix + number;
@@ -163,7 +169,7 @@ std::string echo(const std::string& v) { return echo_token(shown(v), 40); }
 // An unknown key: an error when it looks like a known key misspelled (the
 // known key then silently keeps its default), a warning otherwise.
 Finding unknown_key(const std::string& key, const std::string& sect, int line) {
-    if (const auto meant = misspelled(key))
+    if (const auto meant = misspelled(key, sect))
         return {line, Finding::Error,
                 fmt::format("{} in [{}] is not a key the loader reads: a misspelled {}? (not set)", echo(key), sect,
                             *meant)};
@@ -171,7 +177,7 @@ Finding unknown_key(const std::string& key, const std::string& sect, int line) {
 }
 
 bool read_section(const std::string& name) {
-    return name == "CalCoefs" || name == "Cal3" ||
+    return name == "CalCoefs" || name == "Cal3" || name == kToolSection ||
            (name.rfind("Cal", 0) == 0 && name.size() > 3 && name.size() < 6 &&
             name.find_first_not_of("0123456789", 3) == std::string::npos && is_grid_size(std::atoi(name.c_str() + 3)));
 }
@@ -179,7 +185,8 @@ bool read_section(const std::string& name) {
 // Keys worth keeping for the checks that need the whole section: the keys
 // the loader reads, with indices it can reach.  Anything else is reported
 // as its line is read, so the memory the linter takes stays bounded.
-bool kept_key(const std::string& key) {
+bool kept_key(const std::string& key, const std::string& sect) {
+    if (sect == kToolSection) return key == kFieldSizeKey;
     if (coefs_keys().count(key) || cal3_scalars().count(key)) return true;
     if (const auto lt = line_table_key(key)) return lt->second < 100;
     if (const auto pk = point_key(key)) return *pk < 65 * 65;
@@ -274,7 +281,7 @@ Parsed parse(const std::string& text) {
                 continue;
             }
         }
-        if (!kept_key(key)) {
+        if (!kept_key(key, current_name)) {
             if (const auto pk = point_key(key))
                 note({line_no, Finding::Warning, fmt::format("{} in [{}] is not read", key, current_name)});
             else if (const auto lt = line_table_key(key))
@@ -465,15 +472,23 @@ std::vector<Finding> lint_table(const std::string& text) {
                                          key)});
             }
         }
+        // The field size the tool keeps beside the table, or the library's 100.
+        double field_size = 100.0;
+        bool own_field_size = false;
+        if (const Section* tool = find_sect(kToolSection))
+            if (auto it = tool->items.find(kFieldSizeKey); it != tool->items.end())
+                if (const auto fs = parse_double(shown(it->second.value)); fs && *fs > 1.0)
+                    field_size = *fs, own_field_size = true;
         if (auto it = coefs->items.find("ValSize"); it != coefs->items.end()) {
             if (auto v = read_number(it->second, Kind::Float)) {
                 val_size = *v;
                 if (!(*v > 1.0))
                     F.push_back({it->second.line, Finding::Error,
                                  fmt::format("ValSize {} is not above 1: the field has no size", *v)});
-                else if (*v > 100.0)
+                else if (*v > field_size)
                     F.push_back({it->second.line, Finding::Warning,
-                                 fmt::format("ValSize {} is larger than the FieldSize 100 a loaded record spans", *v)});
+                                 fmt::format("ValSize {} is larger than the field size {} the device range spans{}", *v,
+                                             field_size, own_field_size ? "" : " (the default: the table states none)")});
             }
         }
         if (auto it = coefs->items.find("Resolution"); it != coefs->items.end()) {
@@ -582,6 +597,18 @@ std::vector<Finding> lint_table(const std::string& text) {
     // The grids.
     for (const auto& [name, sect] : p.sections) {
         if (name == "CalCoefs" || name == "Cal3") continue;
+        if (name == kToolSection) {
+            // The tool's own section: the library does not read it.
+            for (const auto& [key, item] : sect.items) {
+                const std::string v = shown(item.value);
+                const auto fs = parse_double(v);
+                if (!fs || !(*fs > 1.0) || !std::isfinite(*fs))
+                    F.push_back({item.line, Finding::Error,
+                                 fmt::format("{} = '{}' in [{}] is not a field size (a number above 1)", key, echo(v),
+                                             name)});
+            }
+            continue;
+        }
         const int n = std::atoi(name.c_str() + 3);  // a grid: parse() keeps no other section
         std::vector<tagCalData> pts;
         std::vector<int> lines;

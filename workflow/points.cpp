@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <fmt/format.h>
 
 #include <vrncal/facade.h>
@@ -9,6 +11,9 @@
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/error.h"
+#include "workflow/job.h"
+#include "workflow/table_edit.h"
+#include "workflow/table_file.h"
 
 namespace vrncal::workflow {
 
@@ -29,14 +34,6 @@ std::vector<tagCalData> stack_points(const Calibration& cal, int index) {
     return pts;
 }
 
-std::string edit_target(const Calibration& cal, const std::string& out) {
-    if (!out.empty() && !(same_file(out, cal.path) && !cal.data_file)) return out;
-    if (!cal.data_file)
-        throw Error(cal.path + ": is a correction table, and the edit is saved as a binary data file: name "
-                               "another file to write with -o");
-    return cal.path;
-}
-
 PointsEdit set_stack_points(const Calibration& cal, int index, const std::string& points_name,
                             const std::vector<tagCalData>& pts, const std::string& out) {
     const std::string& path = cal.path;
@@ -50,6 +47,9 @@ PointsEdit set_stack_points(const Calibration& cal, int index, const std::string
         throw Error(fmt::format("{}: grid {} of {} has {} x {} points; {} holds {} x {}", points_name, index, path,
                                 cal.par.Stacks[static_cast<std::size_t>(index)].Size,
                                 cal.par.Stacks[static_cast<std::size_t>(index)].Size, points_name, n, n));
+    if (same_file(out, path) && !cal.data_file)
+        throw Error(path + ": is a correction table and would be replaced by a binary data file; name another "
+                           "output");
     // The facade edits the file in place: give it the checked bytes in
     // memory, check what it saved, and write that.
     tagLenPar edited = cal.par;
@@ -61,11 +61,67 @@ PointsEdit set_stack_points(const Calibration& cal, int index, const std::string
     const std::string bytes = checked_save(out, edited, cal.bytes, [&](const char* p) {
         return vc.setCalibPnts(p, index, n, const_cast<tagCalData*>(pts.data()));
     });
-    // The calibration may be replaced by its edit (edit_target allows it for
-    // a data file only); the points file may not.
+    // A data file may be replaced by its edit; the points file may not.
     write_file(out, bytes, same_file(out, path) ? std::vector<std::string>{points_name}
                                                 : std::vector<std::string>{path, points_name});
     return PointsEdit{index >= stacks, index >= stacks ? stacks : index, n};
+}
+
+PointsEdit set_table_points(const std::string& path, int index, const std::string& points_name,
+                            const std::vector<tagCalData>& pts, const std::string& out,
+                            const LoadOptions& options) {
+    const TableFile table = read_table_file(path, options);
+    const tagLenPar& cal = *table.calibration;
+    const int n = static_cast<int>(std::lround(std::sqrt(static_cast<double>(pts.size()))));
+    if (pts.empty() || static_cast<std::size_t>(n) * static_cast<std::size_t>(n) != pts.size())
+        throw Error(fmt::format("{}: {} points do not make a square grid", points_name, pts.size()));
+    const int stacks = static_cast<int>(cal.Stacks.size());
+    if (index < 0 && n != 3)
+        throw Error(fmt::format("{}: the nine points need 9 rows, not {}", points_name, pts.size()));
+    if (index >= 0 && index < stacks && cal.Stacks[static_cast<std::size_t>(index)].Size != n)
+        throw Error(fmt::format("{}: grid {} of {} has {} x {} points; {} holds {} x {}", points_name, index, path,
+                                cal.Stacks[static_cast<std::size_t>(index)].Size,
+                                cal.Stacks[static_cast<std::size_t>(index)].Size, points_name, n, n));
+    if (index >= stacks) {
+        if (n == 3 || !is_stage_size(n))
+            throw Error(fmt::format("{}: a correction table holds grids of 5, 9, 17, 25, 33 or 65 points per side, "
+                                    "not {} x {}",
+                                    points_name, n, n));
+        for (int i = 0; i < stacks; ++i)
+            if (cal.Stacks[static_cast<std::size_t>(i)].Size == n)
+                throw Error(fmt::format("{}: a correction table holds one grid per size, and grid {} is its {} x {} "
+                                        "grid: replace it (stack {})",
+                                        path, i, n, n, i));
+    }
+    TableEditor edit(table.text);
+    const std::string section = index < 0 ? "Cal3" : fmt::format("Cal{}", n);
+    edit.set_points(section, pts);
+    if (index >= stacks) {
+        const auto order = edit.find("CalCoefs", "order");
+        if (!(order && std::strtod(order->text.c_str(), nullptr) >= n)) edit.set("CalCoefs", "order", std::to_string(n));
+    }
+    const std::string target = out.empty() ? path : out;
+    write_table_file(target, edit.text(), table.field_size, [&](const tagLenPar& got) {
+        const tagCalData* loaded = nullptr;
+        if (index < 0) loaded = got.CalCoefs.Cal3Pnts;
+        for (const auto& s : got.Stacks)
+            if (index >= 0 && s.Size == n) loaded = s.Points.data();
+        std::vector<std::string> wrong;
+        if (loaded == nullptr || std::memcmp(loaded, pts.data(), pts.size() * sizeof(tagCalData)) != 0)
+            wrong.push_back(fmt::format("the points of [{}] do not load as given", section));
+        if (got.Stacks.size() != cal.Stacks.size() + (index >= stacks ? 1 : 0))
+            wrong.push_back("the grids do not load as they were");
+        return wrong;
+    }, {points_name});
+    int loaded_as = index;
+    if (index >= stacks) {
+        // The loader reads the grids in this order.
+        static const int kOrder[] = {5, 9, 17, 33, 65, 25};
+        auto rank = [](int size) { return std::find(std::begin(kOrder), std::end(kOrder), size) - std::begin(kOrder); };
+        loaded_as = static_cast<int>(
+            std::count_if(cal.Stacks.begin(), cal.Stacks.end(), [&](const tagStack& g) { return rank(g.Size) < rank(n); }));
+    }
+    return PointsEdit{index >= stacks, loaded_as, n};
 }
 
 GainTable gain_points(const Calibration& cal, int axis) {
