@@ -9,6 +9,7 @@
 #include "workflow/calfile.h"
 #include "workflow/error.h"
 #include "workflow/input.h"
+#include "workflow/measure.h"
 
 namespace vrncal::workflow {
 
@@ -86,6 +87,15 @@ Examination examine_calibration(const std::string& path, const std::string& byte
     e.par.CalMode = 1;
     check_coefficients(e.par, e.findings);
     if (e.data_file) check_data_file_points(e.par, e.findings);
+    for (std::size_t g = 0; g < e.par.Stacks.size(); ++g)
+        if (grid_looks_single_pass(e.par, e.par.Stacks[g]))
+            e.findings.push_back(
+                {0, Finding::Error,
+                 fmt::format("grid {} ({} x {}) looks measured with the head driven linearly (a single pass): at the "
+                             "nine calibration points it deviates as the nine points do, so the correction would "
+                             "apply those deviations twice; mark it through the table and measure it again, or "
+                             "import it with 'measure import --single-pass'",
+                             g, e.par.Stacks[g].Size, e.par.Stacks[g].Size)});
     std::stable_sort(e.findings.begin(), e.findings.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });
     return e;
