@@ -115,9 +115,14 @@ AtomicFile::AtomicFile(std::string target, const std::vector<std::string>& input
         ::umask(mask);
         mode = 0666 & ~mask;
     }
-    // Unnamed where the file system allows: an interrupted command then
-    // leaves nothing behind, whatever ends it.
-    int fd = ::open(folder_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    // Unnamed where the file system allows (and /proc is there to name it
+    // at the end): an interrupted command then leaves nothing behind,
+    // whatever ends it.
+    int fd = -1;
+    if (::access("/proc/self/fd", X_OK) == 0)
+        fd = ::open(folder_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    else
+        errno = EOPNOTSUPP;
     if (fd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
         for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
             const std::string name = temp_name(resolved_);
