@@ -94,8 +94,14 @@ AtomicFile::AtomicFile(std::string target, const std::vector<std::string>& input
     if (exists) {
         if (S_ISDIR(st.st_mode)) throw Error(target_ + ": is a directory");
         if (S_ISFIFO(st.st_mode) || S_ISCHR(st.st_mode)) {
-            const int fd = ::open(resolved_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+            // Opened without waiting: a FIFO nobody reads is refused rather
+            // than waited for (as the library's replaceFile does); the
+            // writes themselves block as usual.
+            const int fd = ::open(resolved_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+            if (fd < 0 && errno == ENXIO && S_ISFIFO(st.st_mode))
+                throw Error(target_ + ": is a FIFO that nothing reads; not written");
             if (fd < 0) throw Error(target_ + ": cannot write: " + std::strerror(errno));
+            if (const int flags = ::fcntl(fd, F_GETFL); flags >= 0) ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
             file_ = ::fdopen(fd, "wb");
             if (file_ == nullptr) {
                 const int err = errno;

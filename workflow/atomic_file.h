@@ -9,8 +9,8 @@
 //   - a symbolic link is followed: its target is replaced, the link kept;
 //   - a replaced file keeps its permission bits (and, for root, its owner); a
 //     new file gets 0666 less the umask;
-//   - a FIFO or character device is written into directly (opening a FIFO
-//     waits for its reader, as any writer does);
+//   - a FIFO or character device is written into directly; a FIFO that
+//     nothing reads is refused rather than waited for;
 //   - a directory, block device or socket is refused, and so is a read-only
 //     file (no write permission for anyone), even for root;
 //   - the output may not be one of the command's inputs.

@@ -5,7 +5,8 @@
 //   copy FROM TO             copies a file
 //   replace PATH OLD NEW     replaces the first OLD in a file by NEW (both may
 //                            hold \t, \n, \r and \xHH)
-//   fifo PATH                makes a FIFO; the runner reads what is written to it
+//   fifo PATH [unread]       makes a FIFO; the runner reads what is written to
+//                            it, unless told not to
 //   symlink TARGET LINK      makes a symbolic link
 //   chmod MODE PATH          sets the permission bits (octal)
 //   stdin <<END              standard input of the next run
@@ -318,9 +319,9 @@ int main(int argc, char** argv) {
                 failures.push_back(where + "'" + w[1] + "' not in " + w[0]);
             else
                 std::ofstream(w[0], std::ios::binary) << text.replace(at, from.size(), unescape(w[2]));
-        } else if (op == "fifo" && w.size() == 1) {
+        } else if (op == "fifo" && (w.size() == 1 || (w.size() == 2 && w[1] == "unread"))) {
             if (mkfifo(w[0].c_str(), 0644) != 0) failures.push_back(where + "cannot make the FIFO " + w[0]);
-            else fifos[w[0]] = Fifo{open(w[0].c_str(), O_RDWR | O_NONBLOCK), ""};
+            else if (w.size() == 1) fifos[w[0]] = Fifo{open(w[0].c_str(), O_RDWR | O_NONBLOCK), ""};
         } else if (op == "symlink" && w.size() == 2) {
             if (symlink(w[0].c_str(), w[1].c_str()) != 0) failures.push_back(where + "cannot make the link " + w[1]);
         } else if (op == "chmod" && w.size() == 2) {
