@@ -15,6 +15,18 @@
 
 namespace vrncal::tools {
 
+namespace {
+
+// "12 of 500 points outside ±40, the calibrated field (ValSize 80)".
+std::string outside_text(const CorrectCount& c, double half, const tagLenPar& par) {
+    const bool calibrated = half == 0.5 * par.ValSize;
+    return fmt::format("{} of {} point{} outside ±{}, {} ({} {})", c.outside, c.points, c.points == 1 ? "" : "s",
+                       fmt_num(half), calibrated ? "the calibrated field" : "the field the device spans",
+                       calibrated ? "ValSize" : "FieldSize", fmt_num(2.0 * half));
+}
+
+}  // namespace
+
 void BlockCorrector::run(const tagKelPointF* in, tagKelPointF* out, std::size_t n) const {
     VrnCal vc;
     switch (conv_) {
@@ -28,6 +40,40 @@ void BlockCorrector::run(const tagKelPointF* in, tagKelPointF* out, std::size_t 
         for (std::size_t i = 0; i < n; ++i) vc.LP2DPEX_Cal(in[i], out[i], par_);
         break;
     }
+}
+
+CorrectCount correct_points(const tagLenPar& par, Conversion conv, const std::string& points,
+                            const std::string& output, const CorrectChecks& checks) {
+    RowReader reader(points, 2);
+    std::unique_ptr<AtomicFile> file;
+    std::FILE* out = stdout;
+    std::string out_name = "standard output";
+    if (!output.empty() && output != "-") {
+        file = std::make_unique<AtomicFile>(output, checks.inputs);
+        out = file->stream();
+        out_name = output;
+    }
+    CorrectCount count;
+    const double half = checks.field_half;
+    const BlockCorrector corrector(par, conv);
+    constexpr std::size_t kBlock = 1 << 16;
+    std::vector<tagKelPointF> in(kBlock), dev(kBlock);
+    fmt::memory_buffer buf;
+    for (;;) {
+        const std::size_t n = read_points(reader, in.data(), kBlock);
+        if (n == 0) break;
+        count.points += n;
+        if (half > 0.0)
+            for (std::size_t i = 0; i < n; ++i) count.outside += std::fabs(in[i].x) > half || std::fabs(in[i].y) > half;
+        corrector.run(in.data(), dev.data(), n);
+        append_points(buf, dev.data(), n);
+        flush_buffer(buf, out, out_name);
+    }
+    if (checks.strict && count.outside > 0)
+        throw ToolError(fmt::format("{}: {}; {}", reader.name(), outside_text(count, half, par),
+                                    file ? "nothing written" : "--strict"));
+    if (file) file->commit();
+    return count;
 }
 
 namespace {
@@ -75,42 +121,14 @@ void run_correct(const CorrectOptions& o, const Context& ctx) {
     }
     if (o.linear) conv = Conversion::Linear;
 
-    RowReader reader(o.points, 2);
-    std::unique_ptr<AtomicFile> file;
-    std::FILE* out = stdout;
-    std::string out_name = "standard output";
-    if (!o.output.empty() && o.output != "-") {
-        file = std::make_unique<AtomicFile>(o.output, std::vector<std::string>{o.calibration, o.points, o.box});
-        out = file->stream();
-        out_name = o.output;
-    }
     // The field the correction is made for: beyond it the grids clamp and
-    // the counts are extrapolated (or, linearly, the device clamps).
+    // the counts are extrapolated (linearly, or in box mode, the device
+    // range clamps).
     const bool calibrated = conv != Conversion::Linear && par.CalMode != 0;
     const double half = 0.5 * (calibrated ? par.ValSize : par.FieldSize);
-    std::size_t outside = 0, total = 0;
-    const BlockCorrector corrector(par, conv);
-    constexpr std::size_t kBlock = 1 << 16;
-    std::vector<tagKelPointF> in(kBlock), dev(kBlock);
-    fmt::memory_buffer buf;
-    for (;;) {
-        const std::size_t n = read_points(reader, in.data(), kBlock);
-        if (n == 0) break;
-        total += n;
-        for (std::size_t i = 0; i < n; ++i) outside += std::fabs(in[i].x) > half || std::fabs(in[i].y) > half;
-        corrector.run(in.data(), dev.data(), n);
-        for (std::size_t i = 0; i < n; ++i) append_point(buf, dev[i]);
-        flush_buffer(buf, out, out_name);
-    }
-    if (outside > 0) {
-        const std::string count =
-            fmt::format("{} of {} point{} outside ±{}, {} ({} {})", outside, total, total == 1 ? "" : "s",
-                        fmt_num(half), calibrated ? "the calibrated field" : "the field the device spans",
-                        calibrated ? "ValSize" : "FieldSize", fmt_num(2.0 * half));
-        if (o.strict) throw ToolError(reader.name() + ": " + count + (file ? "; nothing written" : ""));
-        note(reader.name() + ": " + count);
-    }
-    if (file) file->commit();
+    const CorrectCount count =
+        correct_points(par, conv, o.points, o.output, CorrectChecks{{o.calibration, o.points, o.box}, half, o.strict});
+    if (count.outside > 0) note((o.points == "-" ? "standard input" : o.points) + ": " + outside_text(count, half, par));
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
-// Point streams: numbers rounded once to the nearest float, and the
-// round-trip form of the writer.  What the reader accepts and rejects is
-// tested through the tool (tests/tools/cases/inputs.cases).
+// Point streams: what the reader accepts, what it rejects (with the line),
+// and the round-trip form of the writer.
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -26,10 +25,29 @@ protected:
         pts.resize(read_points(reader, pts.data(), pts.size()));
         return pts;
     }
+    std::string error(const std::string& text) {
+        try {
+            read(text);
+        } catch (const ToolError& e) {
+            return e.what();
+        }
+        return "no error";
+    }
     void TearDown() override { std::remove(path_.c_str()); }
     // One file per process: ctest runs the tests of this fixture in parallel.
     const std::string path_ = ::testing::TempDir() + "points_test_" + std::to_string(::getpid()) + ".txt";
 };
+
+TEST_F(PointsFile, AcceptsBlanksCommasCommentsHeaderAndCrlf) {
+    const auto pts = read("x,y\r\n# comment\n\n1 2\n 3.5 ,\t-4 # trailing\n+5,6e-1\r\n7 8,\n");
+    ASSERT_EQ(pts.size(), 4u);
+    EXPECT_EQ(pts[3].y, 8.0f);
+    EXPECT_EQ(pts[0].x, 1.0f);
+    EXPECT_EQ(pts[1].x, 3.5f);
+    EXPECT_EQ(pts[1].y, -4.0f);
+    EXPECT_EQ(pts[2].x, 5.0f);
+    EXPECT_EQ(pts[2].y, 0.6f);
+}
 
 TEST_F(PointsFile, DecimalsRoundOnceToTheNearestFloat) {
     // 16777217 is halfway between two floats and goes to the even one;
@@ -39,6 +57,39 @@ TEST_F(PointsFile, DecimalsRoundOnceToTheNearestFloat) {
     EXPECT_EQ(pts[0].y, 0x1.99999ap-4f);
     EXPECT_EQ(pts[1].x, 0x1p-149f);
     EXPECT_TRUE(std::signbit(pts[1].y));
+}
+
+TEST_F(PointsFile, RejectsMalformedRowsWithFileAndLine) {
+    EXPECT_EQ(error("1 2\n3 x\n"), path_ + ":2: 'x' is not a number");
+    EXPECT_EQ(error("x y\n1 2 3\n"), path_ + ":2: expected 2 numbers, found 3");
+    EXPECT_EQ(error("1\n"), path_ + ":1: expected 2 numbers, found 1");
+    EXPECT_EQ(error("1 2\nx y\n"), path_ + ":2: 'x' is not a number");  // a header only on the first line
+    EXPECT_EQ(error("1,,2\n"), path_ + ":1: ',' is not a number");
+    EXPECT_EQ(error("1 inf\n"), path_ + ":1: inf is not a finite number");
+    EXPECT_EQ(error("1e39 0\n"), path_ + ":1: '1e39' is out of range for a float");
+    EXPECT_EQ(error("1-2 3\n"), path_ + ":1: '1-2' is not a number");
+    EXPECT_EQ(error("0 0\n1 2e\n"), path_ + ":2: '2e' is not a number");
+}
+
+TEST_F(PointsFile, ReadsLargeFilesInBlocksAndALastLineWithoutNewline) {
+    std::string text;
+    for (int i = 0; i < 150000; ++i) text += std::to_string(i) + ".25 -7.5\n";  // about 2 MB
+    text += "1 2";
+    RowReader reader(write(text), 2);
+    std::vector<tagKelPointF> pts(200000);
+    ASSERT_EQ(read_points(reader, pts.data(), pts.size()), 150001u);
+    EXPECT_EQ(pts[149999].x, 149999.25f);
+    EXPECT_EQ(pts[150000].y, 2.0f);
+    EXPECT_EQ(reader.line(), 150001);
+}
+
+TEST(PointsIo, MissingFileIsOneClearError) {
+    try {
+        RowReader reader("/nonexistent/points.txt", 2);
+        FAIL();
+    } catch (const ToolError& e) {
+        EXPECT_STREQ(e.what(), "/nonexistent/points.txt: no such file");
+    }
 }
 
 TEST(PointsIo, WriterUsesTheShortestRoundTripForm) {
