@@ -34,6 +34,7 @@ int run_check(const CheckOptions& o) {
         for (const auto& f : e.findings)
             list.push_back({{"line", f.line > 0 ? nlohmann::ordered_json(f.line) : nlohmann::ordered_json(nullptr)},
                             {"severity", f.severity == Finding::Error ? "error" : "warning"},
+                            {"code", f.code.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(f.code)},
                             {"message", f.message}});
         // Messages may echo bytes of a broken file: replace what is not UTF-8.
         print("{}\n", j.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));

@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <string>
 
+#include <vrncal/version.h>
+
 #include "commands.h"
 #include "errors.h"
 #include "print.h"
@@ -15,7 +17,8 @@ int main(int argc, char** argv) {
     using namespace vrncal::tools;
     CLI::App app{"vrncal: field distortion correction for galvanometer scan heads", "vrncal"};
     app.require_subcommand(1);
-    app.set_version_flag("--version", std::string("vrncal ") + VRNCAL_TOOL_VERSION,
+    app.set_version_flag("--version",
+                         std::string("vrncal ") + VRNCAL_VERSION_STRING + " (libvrncal " + vrncal::version() + ")",
                          "Print the version of the tool and of the library it runs with");
     app.footer("Run 'vrncal COMMAND --help' for a command's options and an example.\n\n"
                "Example session:\n"

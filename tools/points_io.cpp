@@ -38,7 +38,8 @@ bool RowReader::next_line(std::string_view& line) {
     constexpr std::size_t kBlock = 1 << 20;
     for (;;) {
         const char* from = buf_.data() + begin_;
-        if (const void* nl = std::memchr(from, '\n', end_ - begin_)) {
+        // (The buffer is empty, and its data() null, before the first read.)
+        if (const void* nl = end_ > begin_ ? std::memchr(from, '\n', end_ - begin_) : nullptr) {
             const std::size_t len = static_cast<std::size_t>(static_cast<const char*>(nl) - from);
             line = std::string_view(from, len);
             begin_ += len + 1;
@@ -56,7 +57,7 @@ bool RowReader::next_line(std::string_view& line) {
             throw ToolError(fmt::format("{}:{}: a line longer than {} bytes: not a list of points", name_, line_ + 1,
                                         kMaxLineBytes));
         // Keep the unfinished line at the front, make room, read a block.
-        std::memmove(buf_.data(), from, end_ - begin_);
+        if (end_ > begin_) std::memmove(buf_.data(), from, end_ - begin_);
         end_ -= begin_;
         begin_ = 0;
         if (buf_.size() < end_ + kBlock) buf_.resize(end_ + kBlock);

@@ -4,7 +4,8 @@
 #include <cmath>
 #include <fmt/format.h>
 
-#include <vrncal/facade.h>
+#include <vrncal/file_io.h>
+#include <vrncal/validate.h>
 
 #include "workflow/calfile.h"
 #include "workflow/error.h"
@@ -47,6 +48,17 @@ void check_data_file_points(const tagLenPar& p, std::vector<Finding>& findings) 
     }
 }
 
+// "PATH:LINE: what" or "PATH: what" without the path and line.
+std::string without_path(const std::string& message, const std::string& path) {
+    if (message.compare(0, path.size(), path) != 0) return message;
+    std::size_t at = path.size();
+    if (at < message.size() && message[at] == ':') ++at;
+    const std::size_t digits = message.find_first_not_of("0123456789", at);
+    if (digits != std::string::npos && digits > at && message[digits] == ':') at = digits + 1;
+    while (at < message.size() && message[at] == ' ') ++at;
+    return message.substr(at);
+}
+
 bool has_error(const std::vector<Finding>& findings) {
     return std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return f.severity == Finding::Error; });
 }
@@ -69,23 +81,24 @@ Examination examine_calibration(const std::string& path, const std::string& byte
         }
         if (const auto fs = e.own_field_size ? e.own_field_size : field_size) e.par.FieldSize = *fs;
     }
-    VrnCal vc;
-    try {
-        e.loaded = vc.loadUcf(path.c_str(), e.par);
-    } catch (const std::exception& ex) {
-        // Only the text loader throws: a numeric key that is not a number,
-        // which the linter names with its line.
-        if (!has_error(e.findings))
-            e.findings.push_back({0, Finding::Error, fmt::format("the library's load fails with '{}'", ex.what())});
-        return e;
-    }
+    // The library's checked load gives loadUcf's record, or says why not.
+    const vrncal::LoadResult loaded = vrncal::load(path, e.par);
+    e.loaded = loaded.ok;
     if (!e.loaded) {
-        if (e.data_file) throw Error(path + ": the data file cannot be loaded");
-        if (!has_error(e.findings)) e.findings.push_back({0, Finding::Error, "the library does not load the file"});
+        if (e.data_file) throw Error(loaded.message);
+        // The linter names the cause with its line, usually.
+        if (!has_error(e.findings))
+            e.findings.push_back({static_cast<int>(loaded.line), Finding::Error, without_path(loaded.message, path)});
         return e;
     }
     e.par.CalMode = 1;
     check_coefficients(e.par, e.findings);
+    for (const auto& p : vrncal::validate(e.par)) {
+        // Reported above with their cause, or by the linter with their line.
+        if (p.code == vrncal::ProblemCode::CoefficientNotFinite) continue;
+        if (!e.data_file && p.code == vrncal::ProblemCode::GainTableNeverApplies) continue;
+        e.findings.push_back({0, Finding::Error, p.message, vrncal::problemCodeName(p.code)});
+    }
     if (e.data_file) check_data_file_points(e.par, e.findings);
     for (std::size_t g = 0; g < e.par.Stacks.size(); ++g)
         if (grid_looks_single_pass(e.par, e.par.Stacks[g]))

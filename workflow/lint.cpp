@@ -585,7 +585,7 @@ std::vector<Finding> lint_table(const std::string& text) {
                          fmt::format("LineCount {}: only the first 100 rows are read and stored", line_count)});
         if (auto it = cal3->items.find("grid"); it != cal3->items.end()) {
             if (grid == 1 && (line_count < 1 || line_count > 99))
-                F.push_back({it->second.line, Finding::Warning,
+                F.push_back({it->second.line, Finding::Error,
                              fmt::format("grid=1 switches the gain tables on, but LineCount {} leaves every gain at 1",
                                          line_count)});
             else if (grid != 0 && grid != 1)

@@ -20,6 +20,7 @@ struct Finding {
     int line;  // 0 when the finding concerns the whole file
     Severity severity;
     std::string message;
+    std::string code = {};  // the library's stable problem code, where it found it
 };
 
 // Static checks of the text; findings sorted by line.
