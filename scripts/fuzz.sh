@@ -38,9 +38,8 @@ if [ ! -f "$build/CMakeCache.txt" ]; then
   launcher=()
   command -v ccache > /dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
   CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVRNCAL_BUILD_FUZZ=ON \
-    -DVRNCAL_BUILD_TESTS=OFF -DVRNCAL_BUILD_TOOLS=OFF "${launcher[@]}" > /dev/null
+    -DVRNCAL_BUILD_TESTS=OFF -DVRNCAL_BUILD_TOOLS=ON "${launcher[@]}" > /dev/null
 fi
-cmake --build "$build" -j "$(nproc)" > /dev/null
 
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
@@ -49,6 +48,8 @@ if [ ${#targets[@]} -eq 0 ]; then
     targets+=("${t%.seeds}")
   done
 fi
+# Only the fuzz targets: the tool's program is not linked for libFuzzer.
+cmake --build "$build" -j "$(nproc)" --target "${targets[@]/#/fuzz_}" > /dev/null
 
 if [ "$total" -gt 0 ]; then
   seconds=$((total / ${#targets[@]}))
@@ -66,6 +67,7 @@ mkdir -p "$out"
 max_len() {
   case $1 in
     corrector) echo 65536 ;;
+    lint) echo 1048576 ;;
     table_reference) echo 1048576 ;;
     *) echo 4194304 ;;
   esac

@@ -8,6 +8,7 @@
 
 #include "commands.h"
 #include "errors.h"
+#include "print.h"
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/inspect.h"
@@ -27,8 +28,8 @@ const char* field_size_from(FieldSizeFrom from) {
     return "the default: the table does not state one";
 }
 
-void run_info(const std::string& path, bool json, std::optional<double> field_size) {
-    const Calibration cal = load_calibration(path, field_size);
+void run_info(const std::string& path, bool json, std::optional<double> field_size, const Context& ctx) {
+    const Calibration cal = load(path, ctx, field_size);
     const tagLenPar& p = cal.par;
     if (json) {
         nlohmann::ordered_json j;
@@ -42,7 +43,8 @@ void run_info(const std::string& path, bool json, std::optional<double> field_si
         j["flags"] = {{"XYFlip", p.XYFlip}, {"XInvert", p.XInvert}, {"YInvert", p.YInvert},
                       {"LEN_XYFLIP", p.LEN_XYFLIP}, {"LEN_XINVERT", p.LEN_XINVERT}, {"LEN_YINVERT", p.LEN_YINVERT}};
         auto& coefs = j["coefficients"] = nlohmann::ordered_json::object();
-        for (const auto& c : coefficients(p.CalCoefs)) coefs[c.name] = std::isfinite(c.value) ? nlohmann::ordered_json(c.value) : nlohmann::ordered_json(fmt::format("{}", c.value));
+        // A number that is not finite is written as null, never as a string.
+        for (const auto& c : coefficients(p.CalCoefs)) coefs[c.name] = c.value;
         auto& stacks = j["stacks"] = nlohmann::ordered_json::array();
         for (const auto& s : p.Stacks) {
             const auto d = deviation(s);
@@ -50,7 +52,7 @@ void run_info(const std::string& path, bool json, std::optional<double> field_si
                               {"rms_deviation", d.rms}});
         }
         j["gain_tables"] = {{"grid", p.grid}, {"line_count", p.LineCount}, {"in_use", gains_in_use(p)}};
-        fmt::print("{}\n", j.dump(2));
+        print("{}\n", j.dump(2));
         return;
     }
     std::string s;
@@ -86,35 +88,36 @@ void run_info(const std::string& path, bool json, std::optional<double> field_si
         s += fmt::format("  gain tables   in use (grid 1, {} rows)\n", p.LineCount);
     else
         s += fmt::format("  gain tables   off (grid {}, LineCount {})\n", p.grid, p.LineCount);
-    fmt::print("{}", s);
+    print("{}", s);
 }
 
-bool same_file(const std::string& a, const std::string& b) {
-    std::error_code ec;
-    return std::filesystem::equivalent(a, b, ec);
-}
-
-void run_convert(const std::string& in, const std::string& out, const std::string& format, bool force,
-                 std::optional<double> field_size) {
+void run_convert(const std::string& in, const std::string& out, const std::string& format,
+                 std::optional<double> field_size, const Context& ctx) {
     if (same_file(in, out))
         throw ToolError(out + ": is the input itself; convert writes a new file and keeps the one it reads");
-    Calibration cal = load_calibration(in, field_size);
+    Calibration cal = load(in, ctx, field_size);
     if (!text_output(out, format)) {
-        save_data_file(cal.par, out);
-        fmt::print("{}: calibration data file, {} grid(s), coefficients fitted from the nine points\n", out,
-                   cal.par.Stacks.size());
+        save_data_file(cal.par, out, {in});
+        print("{}: calibration data file, {} grid(s), coefficients fitted from the nine points\n", out,
+              cal.par.Stacks.size());
         return;
     }
     const auto lost = save_as_table(
         cal.par, out, {"Correction table written by vrncal convert from " + std::filesystem::path(in).filename().string()},
-        force);
-    fmt::print("{}: correction table (text), {} grid(s), field size {}\n", out, cal.par.Stacks.size(),
-               cal.par.FieldSize);
-    for (const auto& d : lost) fmt::print(stderr, "note: {}: not carried by the text form: {}\n", out, d);
+        ctx.force);
+    print("{}: correction table (text), {} grid(s), field size {}\n", out, cal.par.Stacks.size(), cal.par.FieldSize);
+    for (const auto& d : lost) note(fmt::format("{}: not carried by the text form: {}", out, d));
 }
 
-void run_fit(const std::string& in, const std::string& out, std::optional<double> field_size) {
-    Calibration cal = load_calibration(in, field_size);
+void run_fit(const std::string& in, const std::string& out, std::optional<double> field_size, const Context& ctx) {
+    Calibration cal = load(in, ctx, field_size);
+    // A data file may be replaced by its own refit (it keeps its form, and
+    // the command says so); a table may not.
+    const bool replaced = !out.empty() && same_file(in, out);
+    if (replaced && !cal.data_file)
+        throw ToolError(fmt::format("fit: {} is the input, a correction table, and would be replaced by a binary "
+                                    "data file; name another output",
+                                    out));
     NineFit fit = fit_nine_points(cal.par);
     std::string s = fmt::format("{}: nine-point fit\n", in);
     const auto refit = coefficients(fit.fitted.CalCoefs);
@@ -130,10 +133,10 @@ void run_fit(const std::string& in, const std::string& out, std::optional<double
         s += fmt::format("  {:<6} {:<18} {:<26} {:8.2f} {:8.2f}\n", i, fmt::format("({}, {})", r.point.X, r.point.Y),
                          fmt::format("({}, {})", r.point.RealX, r.point.RealY), r.dx_um, r.dy_um);
     }
-    fmt::print("{}", s);
+    print("{}", s);
     if (!out.empty()) {
-        save_data_file(fit.fitted, out);
-        fmt::print("wrote {}\n", out);
+        save_data_file(fit.fitted, out, replaced ? std::vector<std::string>{} : std::vector<std::string>{in});
+        print("{} {}\n", replaced ? "replaced" : "wrote", out);
     }
 }
 
@@ -144,7 +147,7 @@ void add_field_size_option(CLI::App* cmd, std::optional<double>& field_size) {
                     "Field units spanned by the device range, for a table that does not state it (default 100)");
 }
 
-void add_info_command(CLI::App& app, Context&) {
+void add_info_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("info", "Show what a calibration file holds");
     auto path = std::make_shared<std::string>();
     auto json = std::make_shared<bool>(false);
@@ -156,22 +159,22 @@ void add_info_command(CLI::App& app, Context&) {
                 "[vrncal] FieldSize key, from a data file, or from --field-size; a table written by the\n"
                 "tool always states it.\n\nExample:\n  vrncal info examples/sample.cor\n"
                 "  vrncal info examples/sample.cor --json");
-    cmd->callback([=] { run_info(*path, *json, *field_size); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([=, &ctx] { run_info(*path, *json, *field_size, ctx); });
 }
 
-void add_convert_command(CLI::App& app, Context&) {
+void add_convert_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("convert", "Save a calibration as a data file or as a correction table");
     auto in = std::make_shared<std::string>();
     auto out = std::make_shared<std::string>();
     auto format = std::make_shared<std::string>();
-    auto force = std::make_shared<bool>(false);
     auto field_size = std::make_shared<std::optional<double>>();
     cmd->add_option("IN", *in, "Calibration data file or correction table")->required();
     cmd->add_option("OUT", *out, "File to write (replaced only when complete); never IN itself")->required();
     cmd->add_option("--format", *format, "text (a correction table) or data (a binary data file); default: text "
                                          "for an OUT ending in .cor or .txt, data otherwise")
         ->check(CLI::IsMember({"text", "data"}));
-    cmd->add_flag("--force", *force, "Write a text table even where it cannot carry the calibration exactly");
+    add_force_flag(cmd, ctx, "; and write a text table even where it cannot carry the calibration exactly");
     add_field_size_option(cmd, *field_size);
     cmd->footer("A data file is saved with the coefficients fitted again from the nine points.  A\n"
                 "correction table is written so that it loads back to the same calibration, bit for bit:\n"
@@ -180,10 +183,10 @@ void add_convert_command(CLI::App& app, Context&) {
                 "resolution other than 65535, two grids of one size ...).\n\nExamples:\n"
                 "  vrncal convert examples/sample.cor sample.dat\n"
                 "  vrncal convert sample.dat sample-again.cor");
-    cmd->callback([=] { run_convert(*in, *out, *format, *force, *field_size); });
+    cmd->callback([=, &ctx] { run_convert(*in, *out, *format, *field_size, ctx); });
 }
 
-void add_fit_command(CLI::App& app, Context&) {
+void add_fit_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("fit", "Fit the nine-point coefficients and show how well they fit");
     auto in = std::make_shared<std::string>();
     auto out = std::make_shared<std::string>();
@@ -195,7 +198,8 @@ void add_fit_command(CLI::App& app, Context&) {
                 "refit) and, for each of the nine points, how far the correction of its measured\n"
                 "position drives from where its nominal position was driven.\n\nExample:\n"
                 "  vrncal fit examples/sample.cor");
-    cmd->callback([=] { run_fit(*in, *out, *field_size); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([=, &ctx] { run_fit(*in, *out, *field_size, ctx); });
 }
 
 bool text_output(const std::string& path, const std::string& format) {
@@ -204,16 +208,27 @@ bool text_output(const std::string& path, const std::string& format) {
     return ext == ".cor" || ext == ".COR" || ext == ".txt";
 }
 
-void write_output(const std::string& path, const std::string& text) {
-    if (path == "-") {
-        if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
-            throw ToolError("standard output: write failed");
-        return;
-    }
-    AtomicFile file(path);
-    if (std::fwrite(text.data(), 1, text.size(), file.stream()) != text.size())
-        throw ToolError(path + ": write failed");
-    file.commit();
+void write_output(const std::string& path, const std::string& text, const std::vector<std::string>& inputs) {
+    if (path == "-")
+        write_stdout(text);
+    else
+        write_file(path, text, inputs);
+}
+
+void add_force_flag(CLI::App* cmd, Context& ctx, const std::string& also) {
+    cmd->add_flag("--force", ctx.force,
+                  "Use the calibration even when it has errors (they are shown as warnings; a file that does not "
+                  "load is refused even so)" + also);
+}
+
+LoadOptions load_options(const Context& ctx, std::optional<double> field_size) {
+    return LoadOptions{ctx.force, field_size};
+}
+
+Calibration load(const std::string& path, const Context& ctx, std::optional<double> field_size) {
+    Calibration cal = load_calibration(path, load_options(ctx, field_size));
+    for (const auto& line : cal.forced) warn(line);
+    return cal;
 }
 
 }  // namespace vrncal::tools

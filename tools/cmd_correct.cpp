@@ -1,4 +1,5 @@
 // correct: field points to device counts.
+#include <cmath>
 #include <fmt/format.h>
 #include <memory>
 #include <vector>
@@ -9,8 +10,22 @@
 #include "correct.h"
 #include "errors.h"
 #include "points_io.h"
+#include "print.h"
+#include "workflow/numbers.h"
 
 namespace vrncal::tools {
+
+namespace {
+
+// "12 of 500 points outside ±40, the calibrated field (ValSize 80)".
+std::string outside_text(const CorrectCount& c, double half, const tagLenPar& par) {
+    const bool calibrated = half == 0.5 * par.ValSize;
+    return fmt::format("{} of {} point{} outside ±{}, {} ({} {})", c.outside, c.points, c.points == 1 ? "" : "s",
+                       fmt_num(half), calibrated ? "the calibrated field" : "the field the device spans",
+                       calibrated ? "ValSize" : "FieldSize", fmt_num(2.0 * half));
+}
+
+}  // namespace
 
 void BlockCorrector::run(const tagKelPointF* in, tagKelPointF* out, std::size_t n) const {
     VrnCal vc;
@@ -27,16 +42,19 @@ void BlockCorrector::run(const tagKelPointF* in, tagKelPointF* out, std::size_t 
     }
 }
 
-void correct_points(const tagLenPar& par, Conversion conv, const std::string& points, const std::string& output) {
+CorrectCount correct_points(const tagLenPar& par, Conversion conv, const std::string& points,
+                            const std::string& output, const CorrectChecks& checks) {
     RowReader reader(points, 2);
     std::unique_ptr<AtomicFile> file;
     std::FILE* out = stdout;
     std::string out_name = "standard output";
     if (!output.empty() && output != "-") {
-        file = std::make_unique<AtomicFile>(output);
+        file = std::make_unique<AtomicFile>(output, checks.inputs);
         out = file->stream();
         out_name = output;
     }
+    CorrectCount count;
+    const double half = checks.field_half;
     const BlockCorrector corrector(par, conv);
     constexpr std::size_t kBlock = 1 << 16;
     std::vector<tagKelPointF> in(kBlock), dev(kBlock);
@@ -44,15 +62,18 @@ void correct_points(const tagLenPar& par, Conversion conv, const std::string& po
     for (;;) {
         const std::size_t n = read_points(reader, in.data(), kBlock);
         if (n == 0) break;
+        count.points += n;
+        if (half > 0.0)
+            for (std::size_t i = 0; i < n; ++i) count.outside += std::fabs(in[i].x) > half || std::fabs(in[i].y) > half;
         corrector.run(in.data(), dev.data(), n);
         append_points(buf, dev.data(), n);
         flush_buffer(buf, out, out_name);
     }
-    if (file) {
-        file->commit();
-    } else if (std::fflush(stdout) != 0) {
-        throw ToolError("standard output: write failed");
-    }
+    if (checks.strict && count.outside > 0)
+        throw ToolError(fmt::format("{}: {}; {}", reader.name(), outside_text(count, half, par),
+                                    file ? "nothing written" : "--strict"));
+    if (file) file->commit();
+    return count;
 }
 
 namespace {
@@ -66,10 +87,21 @@ struct CorrectOptions {
     std::vector<float> scale;
     std::vector<float> shift;
     bool linear = false;
+    bool strict = false;
 };
 
-void run_correct(const CorrectOptions& o) {
-    Calibration cal = load_calibration(o.calibration);
+// Option values that would give wrong counts without a word.
+void check_options(const CorrectOptions& o) {
+    for (float v : o.scale)
+        if (!std::isfinite(v) || v == 0.0f)
+            throw ToolError(fmt::format("correct: --scale {}: a scale is a finite number other than 0", v));
+    for (float v : o.shift)
+        if (!std::isfinite(v)) throw ToolError(fmt::format("correct: --shift {}: a shift is a finite number", v));
+}
+
+void run_correct(const CorrectOptions& o, const Context& ctx) {
+    check_options(o);
+    Calibration cal = load(o.calibration, ctx);
     tagLenPar& par = cal.par;
     if (o.mode == "box" || !o.box.empty()) {
         par.CalMode = 0;
@@ -89,12 +121,19 @@ void run_correct(const CorrectOptions& o) {
     }
     if (o.linear) conv = Conversion::Linear;
 
-    correct_points(par, conv, o.points, o.output);
+    // The field the correction is made for: beyond it the grids clamp and
+    // the counts are extrapolated (linearly, or in box mode, the device
+    // range clamps).
+    const bool calibrated = conv != Conversion::Linear && par.CalMode != 0;
+    const double half = 0.5 * (calibrated ? par.ValSize : par.FieldSize);
+    const CorrectCount count =
+        correct_points(par, conv, o.points, o.output, CorrectChecks{{o.calibration, o.points, o.box}, half, o.strict});
+    if (count.outside > 0) note((o.points == "-" ? "standard input" : o.points) + ": " + outside_text(count, half, par));
 }
 
 }  // namespace
 
-void add_correct_command(CLI::App& app, Context&) {
+void add_correct_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("correct", "Correct field points to device counts");
     auto o = std::make_shared<CorrectOptions>();
     cmd->add_option("FILE", o->calibration, "Calibration data file or correction table")->required();
@@ -114,18 +153,22 @@ void add_correct_command(CLI::App& app, Context&) {
                       ->expected(2)
                       ->delimiter(',');
     auto* linear = cmd->add_flag("--linear", o->linear, "Plain linear conversion without any correction");
+    cmd->add_flag("--strict", o->strict,
+                  "Fail (status 1, no output file) when a point lies outside the calibrated field");
+    add_force_flag(cmd, ctx);
     linear->excludes(mode)->excludes(scale)->excludes(shift);
     cmd->footer("Each output line is 'x y' in device counts (0 .. Resolution), in the shortest form that\n"
                 "reads back as the same float.  --scale or --shift switch on the scale-and-shift\n"
                 "conversion; a calibration file does not store the correction mode, so grid is the\n"
-                "default.\n\nExamples:\n"
+                "default.  Points outside the calibrated field (+-ValSize/2) are counted in a note on\n"
+                "standard error; --strict makes them an error.\n\nExamples:\n"
                 "  vrncal correct examples/sample.cor examples/points.txt\n"
                 "  echo '10 -5' | vrncal correct examples/sample.cor\n"
                 "  vrncal correct examples/sample.cor examples/points.txt --box examples/box.ini -o counts.txt");
-    cmd->callback([o, mode] {
+    cmd->callback([o, mode, &ctx] {
         if (mode->count() > 0 && o->mode == "grid" && !o->box.empty())
             throw ToolError("correct: --box sets box parameters and cannot be used with --mode grid");
-        run_correct(*o);
+        run_correct(*o, ctx);
     });
 }
 

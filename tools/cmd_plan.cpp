@@ -5,6 +5,8 @@
 
 #include "commands.h"
 #include "errors.h"
+#include "print.h"
+#include "workflow/atomic_file.h"
 #include "workflow/measure.h"
 #include "workflow/numbers.h"
 #include "workflow/plan.h"
@@ -50,21 +52,23 @@ void require_outputs(const JobArgs& a) {
         throw ToolError("plan: name the job to write (--job), the template (--template) or both");
 }
 
-void write_job(const JobArgs& a) {
+void write_job(const JobArgs& a, const Context& ctx) {
     require_outputs(a);
-    const TableFile table = read_table_file(a.table, a.field_size);
+    if (!a.job.empty() && !a.templ.empty() && a.job != "-" && (a.job == a.templ || same_file(a.job, a.templ)))
+        throw ToolError("plan: --job and --template name the same file");
+    const TableFile table = read_table_file(a.table, load_options(ctx, a.field_size));
     const StageJob job = stage_job(table, parse_stage(a.stage), a.linear);
-    if (!a.job.empty()) write_output(a.job, job_text(job.marks));
-    if (!a.templ.empty()) write_output(a.templ, template_text(job.marks));
+    if (!a.job.empty()) write_output(a.job, job_text(job.marks), {a.table});
+    if (!a.templ.empty()) write_output(a.templ, template_text(job.marks), {a.table});
     const std::string how = job.drive == Drive::Linear
                                 ? std::string("driven linearly")
                                 : "driven through the table as it stands (" + sizes(job.through) + ")";
     const std::string& shown = a.job.empty() ? a.templ : a.job;
-    if (shown != "-") fmt::print("{}: {}, {} marks {}\n", shown, stage_name(job.size), job.marks.size(), how);
+    if (shown != "-") print("{}: {}, {} marks {}\n", shown, stage_name(job.size), job.marks.size(), how);
     if (!a.templ.empty() && a.templ != "-")
-        fmt::print("{}: measurement template: fill in measured_x and measured_y (field units, the frame of x and y), "
-                   "then: vrncal measure import {} {}\n",
-                   a.templ, a.table, a.templ);
+        print("{}: measurement template: fill in measured_x and measured_y (field units, the frame of x and y), "
+              "then: vrncal measure import {} {}\n",
+              a.templ, a.table, a.templ);
 }
 
 struct NewArgs {
@@ -73,16 +77,16 @@ struct NewArgs {
     bool xy_flip = false, x_invert = false, y_invert = false, force = false;
 };
 
-void run_new(NewArgs a) {
+void run_new(NewArgs a, const Context& ctx) {
     a.head.xy_flip = a.xy_flip, a.head.x_invert = a.x_invert, a.head.y_invert = a.y_invert;
     require_outputs(a.job);
     create_table(a.job.table, a.head, a.force);
-    fmt::print("{}: new correction table: field size {}, calibrated field +-{}, resolution {}{}{}{}\n", a.job.table,
-               a.head.field_size, 0.5 * a.head.val_size, a.head.resolution, a.xy_flip ? ", LEN_XYFLIP" : "",
-               a.x_invert ? ", LEN_XINVERT" : "", a.y_invert ? ", LEN_YINVERT" : "");
+    print("{}: new correction table: field size {}, calibrated field +-{}, resolution {}{}{}{}\n", a.job.table,
+          a.head.field_size, 0.5 * a.head.val_size, a.head.resolution, a.xy_flip ? ", LEN_XYFLIP" : "",
+          a.x_invert ? ", LEN_XINVERT" : "", a.y_invert ? ", LEN_YINVERT" : "");
     a.job.stage = "nine";
     a.job.field_size.reset();
-    write_job(a.job);
+    write_job(a.job, ctx);
 }
 
 struct ImportArgs {
@@ -91,8 +95,9 @@ struct ImportArgs {
     std::optional<double> field_size;
 };
 
-void run_import(const ImportArgs& a) {
-    const TableFile table = read_table_file(a.table, a.field_size);
+void run_import(const ImportArgs& a, const Context& ctx) {
+    if (same_file(a.table, a.file)) throw ToolError(a.file + ": is the table itself; name the measurement file");
+    const TableFile table = read_table_file(a.table, load_options(ctx, a.field_size));
     ImportOptions opt;
     if (!a.stage.empty()) opt.size = parse_stage(a.stage);
     opt.single_pass = a.single_pass;
@@ -100,16 +105,16 @@ void run_import(const ImportArgs& a) {
     opt.drop_grids = a.drop_grids;
     const ImportResult r = prepare_import(table, a.file, opt);
     write_import(table, r);
-    fmt::print("{}: imported the {} from {} into [Cal{}] ({} marks; measured - nominal: max {:.4g}, rms {:.4g})\n",
-               a.table, stage_name(r.size), a.file, r.size, r.points.size(), r.deviation.max, r.deviation.rms);
+    print("{}: imported the {} from {} into [Cal{}] ({} marks; measured - nominal: max {:.4g}, rms {:.4g})\n",
+          a.table, stage_name(r.size), a.file, r.size, r.points.size(), r.deviation.max, r.deviation.rms);
     if (r.converted)
-        fmt::print("note: {}: a grid marked with the head driven linearly, converted to the residual form: an "
-                   "approximation of a grid marked through the table and measured again\n",
-                   a.file);
+        note(fmt::format("{}: a grid marked with the head driven linearly, converted to the residual form: an "
+                         "approximation of a grid marked through the table and measured again",
+                         a.file));
     if (!r.dropped.empty()) {
         std::string d;
         for (int n : r.dropped) d += fmt::format("{}{}x{}", d.empty() ? "" : ", ", n, n);
-        fmt::print("{}: dropped the grids {} (measured through the old nine points): measure them again\n", a.table, d);
+        print("{}: dropped the grids {} (measured through the old nine points): measure them again\n", a.table, d);
     }
 }
 
@@ -120,7 +125,7 @@ void add_job_outputs(CLI::App* cmd, JobArgs& a) {
 
 }  // namespace
 
-void add_plan_command(CLI::App& app, Context&) {
+void add_plan_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("plan", "Start a correction table for a head, and write the marking job of a stage");
     cmd->require_subcommand(1);
     const std::string loop =
@@ -150,7 +155,7 @@ void add_plan_command(CLI::App& app, Context&) {
                    "calibrated field) linearly.\n\n" + std::string(kFramesHelp) +
                    "\n\nExample:\n"
                    "  vrncal plan new head.cor --field-size 126 --val-size 120 --job nine.csv --template nine-m.csv");
-    create->callback([n] { run_new(*n); });
+    create->callback([n, &ctx] { run_new(*n, ctx); });
 
     auto j = std::make_shared<JobArgs>();
     auto* job = cmd->add_subcommand("job", "Write the marking job of a stage of a table");
@@ -164,10 +169,11 @@ void add_plan_command(CLI::App& app, Context&) {
                 "the other stages leave.  Marks are numbered row by row from the top left (x rising\n"
                 "along a row, y falling from row to row).\n\n" + std::string(kFramesHelp) +
                 "\n\nExample:\n  vrncal plan job head.cor --stage 17 --job grid17.csv --template grid17-m.csv");
-    job->callback([j] { write_job(*j); });
+    add_force_flag(job, ctx);
+    job->callback([j, &ctx] { write_job(*j, ctx); });
 }
 
-void add_measure_command(CLI::App& app, Context&) {
+void add_measure_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("measure", "Import measured marks into a correction table");
     cmd->require_subcommand(1);
     auto a = std::make_shared<ImportArgs>();
@@ -198,7 +204,8 @@ void add_measure_command(CLI::App& app, Context&) {
         "placed at its nominal position; an approximation of a grid marked through the table.\n\n"
         "The table stays text: the stage's section is replaced, every other line kept.\n\n"
         "Example:\n  vrncal measure import head.cor grid9-m.csv");
-    imp->callback([a] { run_import(*a); });
+    add_force_flag(imp, ctx);
+    imp->callback([a, &ctx] { run_import(*a, ctx); });
 }
 
 }  // namespace vrncal::tools

@@ -10,6 +10,8 @@
 #include "commands.h"
 #include "errors.h"
 #include "plot.h"
+#include "print.h"
+#include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/evaluate.h"
 #include "workflow/lens.h"
@@ -100,18 +102,29 @@ struct SimulateArgs {
     double val_size = 80.0;
     bool xy_flip = false, x_invert = false, y_invert = false;
     double noise = 0.0;
-    std::uint64_t seed = 1;
+    std::int64_t seed = 1;
     std::string output;
     std::string save_lens;
     std::string job, table;
 };
 
+void check_noise(const SimulateArgs& a) {
+    if (!(a.noise >= 0.0) || !std::isfinite(a.noise))
+        throw ToolError("simulate: --noise must be a finite number, not negative");
+    if (a.seed < 0) throw ToolError(fmt::format("simulate: --seed {} is negative: a seed is 0 or more", a.seed));
+}
+
+// The files a simulation reads, which its outputs may not replace.
+std::vector<std::string> simulate_inputs(const SimulateArgs& a) {
+    return {a.head.lens_file, a.head.head_file, a.job, a.table};
+}
+
 // Marks a job on the simulated head and writes the filled template.
-void run_simulate_job(const SimulateArgs& a, const Head& head) {
-    if (!(a.noise >= 0.0)) throw ToolError("simulate: --noise must not be negative");
+void run_simulate_job(const SimulateArgs& a, const Head& head, const Context& ctx) {
+    check_noise(a);
     tagLenPar par;
     if (!a.table.empty()) {
-        par = read_table_file(a.table, a.field_size).settings;
+        par = read_table_file(a.table, load_options(ctx, a.field_size)).settings;
     } else {
         if (a.field_size) check_field_size(*a.field_size, "simulate: --field-size");
         par.FieldSize = a.field_size.value_or(100.0);
@@ -121,17 +134,22 @@ void run_simulate_job(const SimulateArgs& a, const Head& head) {
     }
     head.check_range(par);
     const auto marks = read_job(a.job);
-    Noise noise(a.seed, a.noise == 0.0 ? 0.0 : 1.0);
+    Noise noise(static_cast<std::uint64_t>(a.seed), a.noise == 0.0 ? 0.0 : 1.0);
     const auto measured = measure_marks(head, par, marks, noise, a.noise);
-    write_output(a.output, measured_text(marks, measured));
+    // A template may be filled in place: the file keeps its form, and the
+    // command says so.
+    const bool in_place = same_file(a.job, a.output);
+    auto inputs = simulate_inputs(a);
+    if (in_place) inputs.erase(inputs.begin() + 2);
+    write_output(a.output, measured_text(marks, measured), inputs);
     if (a.output != "-")
-        fmt::print("{}: {} marks of {} measured on the simulated head (noise {} um)\n", a.output, marks.size(), a.job,
-                   a.noise);
+        print("{}: {} marks of {} measured on the simulated head (noise {} um){}\n", a.output, marks.size(), a.job,
+              a.noise, in_place ? "; filled in place" : "");
 }
 
-void run_simulate(const SimulateArgs& a) {
+void run_simulate(const SimulateArgs& a, const Context& ctx) {
     const auto head = resolve_head(a.head, "simulate", NoHead::DefaultLens);
-    if (!a.job.empty()) return run_simulate_job(a, *head);
+    if (!a.job.empty()) return run_simulate_job(a, *head, ctx);
     if (!a.table.empty()) throw ToolError("simulate: --table goes with --job");
     SimulateOptions opt;
     opt.head = head.get();
@@ -139,8 +157,9 @@ void run_simulate(const SimulateArgs& a) {
     check_field_size(opt.field_size, "simulate: --field-size");
     opt.val_size = a.val_size;
     opt.xy_flip = a.xy_flip, opt.x_invert = a.x_invert, opt.y_invert = a.y_invert;
+    check_noise(a);
     opt.noise_um = a.noise;
-    opt.seed = a.seed;
+    opt.seed = static_cast<std::uint64_t>(a.seed);
     std::set<int> seen;
     for (int n : a.grids) {
         if (n != 5 && n != 9 && n != 17 && n != 25 && n != 33 && n != 65)
@@ -151,14 +170,15 @@ void run_simulate(const SimulateArgs& a) {
     if (!(a.val_size > 1.0) || !(a.val_size <= opt.field_size))
         throw ToolError(fmt::format("simulate: --val-size must be above 1 and at most the field size {}",
                                     opt.field_size));
-    if (!(a.noise >= 0.0)) throw ToolError("simulate: --noise must not be negative");
+    if (!a.save_lens.empty() && (a.save_lens == a.output || same_file(a.save_lens, a.output)))
+        throw ToolError("simulate: --save-lens and -o name the same file");
     const TableContent t = simulate_calibration(opt);
     if (!a.save_lens.empty()) {
         const auto* lens = dynamic_cast<const LensModel*>(head.get());
         if (lens == nullptr) throw ToolError("simulate: --save-lens writes a lens; the head is measured data");
-        write_output(a.save_lens, lens_to_ini(*lens));
+        write_output(a.save_lens, lens_to_ini(*lens), simulate_inputs(a));
     }
-    write_output(a.output, table_text(t));
+    write_output(a.output, table_text(t), simulate_inputs(a));
 }
 
 // ---- evaluate ---------------------------------------------------------
@@ -172,8 +192,10 @@ struct EvaluateArgs {
     std::optional<double> tolerance;
 };
 
-int run_evaluate(const EvaluateArgs& a) {
-    const Calibration cal = load_calibration(a.file, a.field_size);
+int run_evaluate(const EvaluateArgs& a, const Context& ctx) {
+    if (a.tolerance && !(*a.tolerance >= 0.0 && std::isfinite(*a.tolerance)))
+        throw ToolError(fmt::format("evaluate: --tolerance {} is not a finite number of um, 0 or more", *a.tolerance));
+    const Calibration cal = load(a.file, ctx, a.field_size);
     const auto head = resolve_head(a.head, "evaluate", NoHead::Refused);
     head->check_range(cal.par);
     if (a.pattern < 2 || a.pattern > 2001) throw ToolError("evaluate: --pattern must be 2 to 2001 points per side");
@@ -186,7 +208,7 @@ int run_evaluate(const EvaluateArgs& a) {
         auto& arr = j["stages"] = nlohmann::ordered_json::array();
         for (const auto& s : stages)
             arr.push_back({{"stage", s.name}, {"max_um", s.stats.max}, {"rms_um", s.stats.rms}, {"p95_um", s.stats.p95}});
-        fmt::print("{}\n", j.dump(2));
+        print("{}\n", j.dump(2));
     } else {
         std::size_t w = 5;
         for (const auto& s : stages) w = std::max(w, s.name.size());
@@ -196,11 +218,19 @@ int run_evaluate(const EvaluateArgs& a) {
         for (const auto& s : stages)
             out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
                                s.stats.p95);
-        fmt::print("{}", out);
+        print("{}", out);
     }
-    if (a.tolerance && !(stages.back().stats.max <= *a.tolerance)) {
-        fmt::print(stderr, "vrncal: {}: largest landing error {:.2f} um exceeds the tolerance {} um\n", a.file,
-                   stages.back().stats.max, *a.tolerance);
+    if (!a.tolerance) return 0;
+    // A landing error that is not a number fails any tolerance.
+    for (const auto& s : stages)
+        if (s.stats.not_finite > 0) {
+            print_error(fmt::format("{}: {} of {} landing errors are not a number ({}): the tolerance is not met",
+                                    a.file, s.stats.not_finite, s.stats.count, s.name));
+            return 1;
+        }
+    if (!(stages.back().stats.max <= *a.tolerance)) {
+        print_error(fmt::format("{}: largest landing error {:.2f} um exceeds the tolerance {} um", a.file,
+                                stages.back().stats.max, *a.tolerance));
         return 1;
     }
     return 0;
@@ -216,8 +246,8 @@ struct PlotArgs {
     int lines = 17;
 };
 
-void run_plot(const PlotArgs& a) {
-    const Calibration cal = load_calibration(a.file, a.field_size);
+void run_plot(const PlotArgs& a, const Context& ctx) {
+    const Calibration cal = load(a.file, ctx, a.field_size);
     const tagLenPar& par = cal.par;
     int width = 0, height = 0;
     if (const auto x = a.size.find('x'); x != std::string::npos) {
@@ -229,15 +259,16 @@ void run_plot(const PlotArgs& a) {
     if (a.lines < 2 || a.lines > 201) throw ToolError("plot: --lines must be 2 to 201");
     const auto head = resolve_head(a.head, "plot", NoHead::None);
     if (head) head->check_range(par);
-    if (a.factor && !(*a.factor > 0.0)) throw ToolError("plot: --exaggerate must be positive");
+    if (a.factor && !(*a.factor > 0.0 && std::isfinite(*a.factor)))
+        throw ToolError("plot: --exaggerate must be a finite number above 0");
     PlotData d = plot_data(par, a.lines, a.factor, head.get());
     d.title = a.file;
-    render_plot(d, a.output, width, height);
+    render_plot(d, a.output, width, height, {a.file, a.head.lens_file, a.head.head_file});
 }
 
 }  // namespace
 
-void add_simulate_command(CLI::App& app, Context&) {
+void add_simulate_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("simulate", "Calibrate a simulated scan head, or mark a job on it");
     auto a = std::make_shared<SimulateArgs>();
     add_head_files(cmd, a->head, "Lens file (INI, [lens] section); the options below override it");
@@ -250,7 +281,7 @@ void add_simulate_command(CLI::App& app, Context&) {
     cmd->add_flag("--x-invert", a->x_invert, "Set the x invert flag");
     cmd->add_flag("--y-invert", a->y_invert, "Set the y invert flag");
     cmd->add_option("--noise", a->noise, "Measurement noise, standard deviation per axis in um (default 0)");
-    cmd->add_option("--seed", a->seed, "Seed of the noise (default 1)");
+    cmd->add_option("--seed", a->seed, "Seed of the noise, 0 or more (default 1)");
     cmd->add_option("--save-lens", a->save_lens, "Also write the lens used as a lens file, for evaluate and plot");
     cmd->add_option("--job", a->job, "Mark this job (or template) instead and write it filled with measurements");
     cmd->add_option("--table", a->table, "With --job: the table the job was planned on (field size and flags)");
@@ -269,7 +300,8 @@ void add_simulate_command(CLI::App& app, Context&) {
                 "sample.cor\n  vrncal simulate --head examples/head.csv --field-size 126 --val-size 120 -o head.cor\n"
                 "  vrncal simulate --job nine.csv --table head.cor --head examples/head.csv --noise 20 -o "
                 "nine-measured.csv");
-    cmd->callback([a] { run_simulate(*a); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([a, &ctx] { run_simulate(*a, ctx); });
 }
 
 void add_evaluate_command(CLI::App& app, Context& ctx) {
@@ -279,17 +311,20 @@ void add_evaluate_command(CLI::App& app, Context& ctx) {
     add_head_files(cmd, a->head, "Lens file of the simulated head (INI, [lens] section)");
     add_field_size_option(cmd, a->field_size);
     cmd->add_option("--pattern", a->pattern, "Targets per side of the dense pattern (default 101)");
-    cmd->add_option("--tolerance", a->tolerance, "Exit with status 1 when the final largest error exceeds this (um)");
+    cmd->add_option("--tolerance", a->tolerance,
+                    "Exit with status 1 when the final largest error exceeds this (um), or any error is not a "
+                    "number");
     cmd->add_flag("--json", a->json, "Print the table as JSON");
     cmd->footer(std::string("Drives the simulated head (--lens or --head) over an n x n pattern of targets spanning "
                             "+-ValSize/2,\nfirst linearly, then through the nine-point correction alone, then adding "
                             "the grids one by\none, and reports the distance between target and landing: largest, "
                             "root mean square\nand 95th percentile.\n\n") +
                 kModelHelp + "\n\nExample:\n  vrncal evaluate examples/sample.cor --lens examples/lens.ini");
-    cmd->callback([a, &ctx] { ctx.status = run_evaluate(*a); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([a, &ctx] { ctx.status = run_evaluate(*a, ctx); });
 }
 
-void add_plot_command(CLI::App& app, Context&) {
+void add_plot_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("plot", "Draw a calibration: nominal grid, drive positions, landing error");
     auto a = std::make_shared<PlotArgs>();
     cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
@@ -300,7 +335,8 @@ void add_plot_command(CLI::App& app, Context&) {
     cmd->add_option("--size", a->size, "WIDTHxHEIGHT in pixels (default 900x820)");
     cmd->add_option("--lines", a->lines, "Grid lines per direction (default 17)");
     cmd->footer("Example:\n  vrncal plot examples/sample.cor --lens examples/lens.ini -o sample.png");
-    cmd->callback([a] { run_plot(*a); });
+    add_force_flag(cmd, ctx);
+    cmd->callback([a, &ctx] { run_plot(*a, ctx); });
 }
 
 }  // namespace vrncal::tools

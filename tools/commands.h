@@ -8,11 +8,15 @@
 #include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "workflow/calfile.h"
 
 namespace vrncal::tools {
 
 struct Context {
     int status = 0;
+    bool force = false;  // --force: use a calibration with errors
 };
 
 void add_info_command(CLI::App& app, Context& ctx);
@@ -34,9 +38,23 @@ bool text_output(const std::string& path, const std::string& format);
 // --field-size, for commands that load a calibration.
 void add_field_size_option(CLI::App* cmd, std::optional<double>& field_size);
 
-// Writes text to a file through a temporary file and a rename, or to
-// standard output for "-".
-void write_output(const std::string& path, const std::string& text);
+// Registers --force on a command that uses a calibration; also is added to
+// its help where the command forces something more.
+void add_force_flag(CLI::App* cmd, Context& ctx, const std::string& also = "");
+
+// The one way a command loads a calibration: checked, refused with every
+// error on a line of its own, or with --force used after the errors are
+// shown as warnings.  Throws ToolError.
+workflow::Calibration load(const std::string& path, const Context& ctx,
+                           std::optional<double> field_size = std::nullopt);
+
+// The options load() passes on, for workflow calls that load a table
+// themselves.
+workflow::LoadOptions load_options(const Context& ctx, std::optional<double> field_size);
+
+// Writes text to a file whole or not at all (AtomicFile), or to standard
+// output for "-"; the file may not be one of inputs.
+void write_output(const std::string& path, const std::string& text, const std::vector<std::string>& inputs = {});
 
 }  // namespace vrncal::tools
 

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include <vrncal/batch.h>
 #include <vrncal/facade.h>
@@ -18,11 +19,24 @@ enum class Conversion {
     Linear,         // plain linear conversion, no correction (LP2DPEX_Cal)
 };
 
+// What correct_points checks besides the points themselves.
+struct CorrectChecks {
+    std::vector<std::string> inputs;  // files the output may not replace
+    double field_half = 0.0;          // count points beyond +-field_half (0: do not)
+    bool strict = false;              // a point beyond it is an error; no file is written
+};
+
+struct CorrectCount {
+    std::size_t points = 0;
+    std::size_t outside = 0;  // beyond +-field_half
+};
+
 // Reads field points from `points` ("-": standard input), converts them and
 // writes one "x y" line per point to `output` ("" or "-": standard output;
 // a file is written whole or not at all).  Throws ToolError naming the file
-// and line of a bad point.
-void correct_points(const tagLenPar& par, Conversion conv, const std::string& points, const std::string& output);
+// and line of a bad point, or (strict) the count of points outside.
+CorrectCount correct_points(const tagLenPar& par, Conversion conv, const std::string& points,
+                            const std::string& output, const CorrectChecks& checks = {});
 
 class BlockCorrector {
 public:

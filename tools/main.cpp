@@ -6,13 +6,20 @@
 #include <fmt/format.h>
 #include <string>
 
+#include <vrncal/version.h>
+
 #include "commands.h"
 #include "errors.h"
+#include "print.h"
+#include "workflow/atomic_file.h"
 
 int main(int argc, char** argv) {
     using namespace vrncal::tools;
     CLI::App app{"vrncal: field distortion correction for galvanometer scan heads", "vrncal"};
     app.require_subcommand(1);
+    app.set_version_flag("--version",
+                         std::string("vrncal ") + VRNCAL_VERSION_STRING + " (libvrncal " + vrncal::version() + ")",
+                         "Print the version of the tool and of the library it runs with");
     app.footer("Run 'vrncal COMMAND --help' for a command's options and an example.\n\n"
                "Example session:\n"
                "  vrncal info examples/sample.cor\n"
@@ -44,21 +51,28 @@ int main(int argc, char** argv) {
             return 2;
         }
     }
+    // An interrupted command leaves no temporary file behind.
+    vrncal::workflow::remove_temporary_files_on_signals();
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() == 0) return app.exit(e);  // --help
-        std::string what = e.what();
-        if (what.empty()) what = "bad usage";
-        fmt::print(stderr, "vrncal: {} (see vrncal --help)\n", what);
-        return 2;
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& e) {
+            if (e.get_exit_code() != 0) {
+                std::string what = e.what();
+                if (what.empty()) what = "bad usage";
+                fmt::print(stderr, "vrncal: {} (see vrncal --help)\n", what);
+                return 2;
+            }
+            app.exit(e);  // --help, --version
+        }
+        finish_stdout();
     } catch (const ToolError& e) {
         std::fflush(stdout);
-        fmt::print(stderr, "vrncal: {}\n", e.what());
+        print_error(e.what());
         return 1;
     } catch (const std::exception& e) {
         std::fflush(stdout);
-        fmt::print(stderr, "vrncal: unexpected error: {}\n", e.what());
+        print_error(std::string("unexpected error: ") + e.what());
         return 1;
     }
     return ctx.status;

@@ -168,18 +168,31 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
     }
 }
 
+// cairo writes through this into the output file; the file's own error is
+// kept to be reported with its reason.
+cairo_status_t write_chunk(void* closure, const unsigned char* data, unsigned int length) {
+    auto* sink = static_cast<std::pair<AtomicFile*, std::string>*>(closure);
+    try {
+        sink->first->write(std::string_view(reinterpret_cast<const char*>(data), length));
+        return CAIRO_STATUS_SUCCESS;
+    } catch (const std::exception& e) {
+        if (sink->second.empty()) sink->second = e.what();
+        return CAIRO_STATUS_WRITE_ERROR;
+    }
+}
+
 }  // namespace
 
-void render_plot(const PlotData& data, const std::string& path, int width, int height) {
+void render_plot(const PlotData& data, const std::string& path, int width, int height,
+                 const std::vector<std::string>& inputs) {
     const auto dot = path.rfind('.');
     const std::string ext = dot == std::string::npos ? "" : path.substr(dot);
     if (ext != ".png" && ext != ".svg")
         throw ToolError(path + ": the plot is written as .png or .svg; name the file with one of these extensions");
-    AtomicFile file(path);
-    file.close_stream();
-    cairo_surface_t* surface = ext == ".png"
-                                   ? cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)
-                                   : cairo_svg_surface_create(file.temp_path().c_str(), width, height);
+    AtomicFile file(path, inputs);
+    std::pair<AtomicFile*, std::string> sink{&file, ""};
+    cairo_surface_t* surface = ext == ".png" ? cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)
+                                             : cairo_svg_surface_create_for_stream(write_chunk, &sink, width, height);
     std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> guard(surface, cairo_surface_destroy);
     cairo_t* cr = cairo_create(surface);
     draw(cr, data, width, height);
@@ -187,11 +200,12 @@ void render_plot(const PlotData& data, const std::string& path, int width, int h
     cairo_destroy(cr);
     cairo_status_t status = drawn;
     if (ext == ".png") {
-        if (status == CAIRO_STATUS_SUCCESS) status = cairo_surface_write_to_png(surface, file.temp_path().c_str());
+        if (status == CAIRO_STATUS_SUCCESS) status = cairo_surface_write_to_png_stream(surface, write_chunk, &sink);
     } else {
         cairo_surface_finish(surface);
         if (status == CAIRO_STATUS_SUCCESS) status = cairo_surface_status(surface);
     }
+    if (!sink.second.empty()) throw ToolError(sink.second);
     if (status != CAIRO_STATUS_SUCCESS)
         throw ToolError(fmt::format("{}: cannot write the plot: {}", path, cairo_status_to_string(status)));
     file.commit();

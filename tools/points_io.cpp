@@ -2,31 +2,33 @@
 
 #include <fmt/compile.h>
 
-#include <cctype>
 #include <charconv>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <string_view>
 
-#include "workflow/atomic_file.h"
 #include "errors.h"
+#include "workflow/input.h"
 #include "workflow/numbers.h"
 
 namespace vrncal::tools {
 
-RowReader::RowReader(const std::string& path, int columns) : columns_(columns) {
+RowReader::RowReader(const std::string& path, int columns, std::uint64_t max_bytes) : columns_(columns) {
     if (path == "-") {
         file_ = stdin;
         name_ = "standard input";
         return;
     }
     name_ = path;
-    require_readable(path);
+    check_input_file(path, max_bytes);
     file_ = std::fopen(path.c_str(), "rb");
     if (file_ == nullptr) throw ToolError(path + ": cannot open: " + std::strerror(errno));
     owned_ = true;
 }
+
+RowReader::RowReader(std::FILE* stream, std::string name, int columns)
+    : file_(stream), columns_(columns), name_(std::move(name)) {}
 
 RowReader::~RowReader() {
     if (owned_) std::fclose(file_);
@@ -50,15 +52,22 @@ bool RowReader::next_line(std::string_view& line) {
             begin_ = end_;
             return true;
         }
+        // A line without end is not a list of points (it may be /dev/zero):
+        // memory stays bounded.
+        if (end_ - begin_ >= kMaxLineBytes)
+            throw ToolError(fmt::format("{}:{}: a line longer than {} bytes: not a list of points", name_, line_ + 1,
+                                        kMaxLineBytes));
         // Keep the unfinished line at the front, make room, read a block.
         if (end_ > begin_) std::memmove(buf_.data(), from, end_ - begin_);
         end_ -= begin_;
         begin_ = 0;
         if (buf_.size() < end_ + kBlock) buf_.resize(end_ + kBlock);
+        errno = 0;
         const std::size_t got = std::fread(buf_.data() + end_, 1, buf_.size() - end_, file_);
         end_ += got;
         if (got == 0) {
-            if (std::ferror(file_)) throw ToolError(name_ + ": read failed");
+            if (std::ferror(file_))
+                throw ToolError(name_ + ": read failed: " + std::strerror(errno != 0 ? errno : EIO));
             at_eof_ = true;
         }
     }
@@ -67,6 +76,19 @@ bool RowReader::next_line(std::string_view& line) {
 namespace {
 
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
+
+// True when a field of the line, split at blanks and commas, is a number.
+bool any_number(std::string_view text) {
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        const std::size_t end = text.find_first_of(" \t,", pos);
+        const std::string_view field = text.substr(pos, end == std::string_view::npos ? end : end - pos);
+        if (!field.empty() && parse_double(field)) return true;
+        if (end == std::string_view::npos) break;
+        pos = end + 1;
+    }
+    return false;
+}
 
 // The common row, parsed straight from the text: `columns` finite numbers
 // separated by blanks or one comma, nothing else.  Returns false for
@@ -145,12 +167,11 @@ bool RowReader::next(float* values) {
             values[count++] = *v;
         }
         if (bad) {
-            // A first line with words in it is a header ("x y", "X,Y,RealX,RealY").
-            bool has_letter = false;
-            for (char c : text) has_letter = has_letter || std::isalpha(static_cast<unsigned char>(c));
-            if (first && has_letter && !parse_double(bad_field)) continue;
+            // A first line none of whose fields is a number is a header
+            // ("x y", "X,Y,RealX,RealY"); one with a number in it is data.
+            if (first && !any_number(text)) continue;
             const char* what = parse_double(bad_field) ? "is out of range for a float" : "is not a number";
-            throw ToolError(fmt::format("{}:{}: '{}' {}", name_, line_, bad_field, what));
+            throw ToolError(fmt::format("{}:{}: '{}' {}", name_, line_, echo_token(bad_field), what));
         }
         if (count != columns_)
             throw ToolError(fmt::format("{}:{}: expected {} numbers, found {}", name_, line_, columns_, count));
@@ -169,11 +190,15 @@ std::size_t read_points(RowReader& reader, tagKelPointF* out, std::size_t max) {
     return n;
 }
 
-std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns) {
-    RowReader reader(path, columns);
+std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns, std::size_t max_rows) {
+    RowReader reader(path, columns, kMaxPointListBytes);
     std::vector<std::vector<float>> rows;
     std::vector<float> v(static_cast<std::size_t>(columns));
-    while (reader.next(v.data())) rows.push_back(v);
+    while (reader.next(v.data())) {
+        if (rows.size() == max_rows)
+            throw ToolError(fmt::format("{}:{}: more than {} rows", reader.name(), reader.line(), max_rows));
+        rows.push_back(v);
+    }
     return rows;
 }
 

@@ -2,15 +2,21 @@
 //
 // Input is one point per line, "x y" or "x,y" (any mix of blanks and one
 // comma between the numbers); "#" starts a comment that runs to the end of
-// the line; blank lines are skipped; the first line that holds something may
-// be a header (it is skipped when it is not numeric and contains a letter).
+// the line; blank lines are skipped; the first line that holds something is
+// a header when none of its fields is a number (then it is skipped), and
+// data otherwise.  A file must be a regular file; standard input may be any
+// stream.  Either is read in blocks, a line at most kMaxLineBytes long, so
+// memory stays bounded whatever comes in; a read error is an error, never an
+// early end.
 // Output is one "x y" line per point, each number in the shortest form that
 // reads back as the same float.
 #ifndef VRNCAL_TOOLS_POINTS_IO_H
 #define VRNCAL_TOOLS_POINTS_IO_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,8 +32,11 @@ namespace vrncal::tools {
 class RowReader {
 public:
     // path "-" reads standard input.  Throws ToolError when the file cannot
-    // be opened.
-    RowReader(const std::string& path, int columns);
+    // be opened, is not a regular file or is larger than max_bytes.
+    RowReader(const std::string& path, int columns,
+              std::uint64_t max_bytes = std::numeric_limits<std::uint64_t>::max());
+    // Reads an open stream (not closed here); name is used in messages.
+    RowReader(std::FILE* stream, std::string name, int columns);
     ~RowReader();
     RowReader(const RowReader&) = delete;
     RowReader& operator=(const RowReader&) = delete;
@@ -57,8 +66,9 @@ private:
 // Reads up to max field points; returns how many were read (0 at the end).
 std::size_t read_points(RowReader& reader, tagKelPointF* out, std::size_t max);
 
-// Reads every row of a small file (calibration points, gain-table points).
-std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns);
+// Reads every row of a small list (calibration points, gain-table points);
+// more than max_rows rows is an error.
+std::vector<std::vector<float>> read_all_rows(const std::string& path, int columns, std::size_t max_rows);
 
 // Appends "x y\n" in shortest round-trip form.
 void append_point(fmt::memory_buffer& buf, tagKelPointF p);

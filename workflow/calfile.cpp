@@ -1,43 +1,29 @@
 #include "workflow/calfile.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <fmt/format.h>
-#include <fstream>
+#include <sys/resource.h>
 #include <vector>
 
 #include <vrncal/cfg_file.h>
 #include <vrncal/facade.h>
 
 #include "workflow/atomic_file.h"
+#include "workflow/check.h"
 #include "workflow/error.h"
-#include "workflow/lint.h"
+#include "workflow/input.h"
+#include "workflow/memory_file.h"
 #include "workflow/numbers.h"
 #include "workflow/table_edit.h"
 #include "workflow/table_writer.h"
 
 namespace vrncal::workflow {
 
-namespace {
-
-// The first error the linter finds that explains the failure, as
-// "path:line: message".
-template <typename Pred>
-std::string located(const std::string& path, Pred explains, const std::string& fallback) {
-    try {
-        for (const auto& f : lint_table(read_file(path)))
-            if (f.severity == Finding::Error && explains(f.message))
-                return f.line > 0 ? fmt::format("{}:{}: {}", path, f.line, f.message) : path + ": " + f.message;
-    } catch (const std::exception&) {
-    }
-    return path + ": " + fallback;
-}
-
-}  // namespace
-
-void validate_data_file(const std::string& path) {
-    const std::string bytes = read_file(path);
+void validate_data_file(const std::string& path, const std::string& bytes) {
     const auto size = static_cast<std::int64_t>(bytes.size());
     auto i32 = [&](std::int64_t off) {
         std::int32_t v;
@@ -84,76 +70,98 @@ std::optional<double> table_field_size(const std::string& path, const std::strin
     const auto fs = parse_double(v->text);
     if (!fs || !(*fs > 1.0) || !std::isfinite(*fs))
         throw Error(fmt::format("{}:{}: [{}] {}: '{}' is not a field size (a number above 1)", path, v->line,
-                                kToolSection, kFieldSizeKey, std::string(trimmed(v->text))));
+                                kToolSection, kFieldSizeKey, echo_token(trimmed(v->text))));
     return fs;
 }
 
-Calibration load_calibration(const std::string& path, std::optional<double> field_size) {
-    require_readable(path);
+Calibration load_calibration(const std::string& path, const LoadOptions& options) {
+    const auto& given = options.field_size;
+    if (given) check_field_size(*given, "the field size given");
+    std::string bytes = read_file(path, kMaxCalibrationBytes);
+    Examination e = examine_calibration(path, bytes, given);
+    if (e.own_field_size && given && *e.own_field_size != *given)
+        throw Error(fmt::format("{}: the table was calibrated with the field size {} ([{}] {}); the field size "
+                                "given, {}, disagrees",
+                                path, *e.own_field_size, kToolSection, kFieldSizeKey, *given));
     Calibration cal;
-    cal.path = path;
-    cal.data_file = is_data_file(path);
-    if (field_size) check_field_size(*field_size, "the field size given");
-    bool planned = false;
-    if (cal.data_file) {
-        validate_data_file(path);
-    } else {
-        const std::string text = read_file(path);
-        const auto own = table_field_size(path, text);
-        if (own && field_size && *own != *field_size)
-            throw Error(fmt::format("{}: the table was calibrated with the field size {} ([{}] {}); the field size "
-                                    "given, {}, disagrees",
-                                    path, *own, kToolSection, kFieldSizeKey, *field_size));
-        if (own || field_size) {
-            cal.par.FieldSize = own ? *own : *field_size;
-            cal.field_size_from = own ? FieldSizeFrom::Table : FieldSizeFrom::Given;
-        }
-        const TableEditor table(text);
-        planned = !table.has_section("Cal3") && table.has_section(kToolSection);
+    std::string errors;
+    std::size_t count = 0;
+    for (const auto& f : e.findings) {
+        if (f.severity != Finding::Error) continue;
+        const std::string line = f.line > 0 ? fmt::format("{}:{}: {}", path, f.line, f.message) : path + ": " + f.message;
+        errors += line + "\n";
+        cal.forced.push_back(line);
+        ++count;
     }
-    VrnCal vc;
-    bool ok = false;
-    try {
-        ok = vc.loadUcf(path.c_str(), cal.par);
-    } catch (const std::exception& e) {
-        // Only the text loader throws: a numeric key that is not a number.
-        auto conversion = [](const std::string& m) { return m.find("the load stops") != std::string::npos; };
-        throw Error(located(path, conversion, fmt::format("a value is not a number ({})", e.what())));
-    }
-    if (!ok) {
-        if (cal.data_file) throw Error(path + ": the data file cannot be loaded");
+    if (!e.loaded) {
         // A table the tool planned, before its first import.
-        if (planned)
+        const TableEditor table(bytes);
+        if (!e.data_file && !table.has_section("Cal3") && table.has_section(kToolSection))
             throw Error(path + ": the nine points are not measured yet: mark the nine-point job of the table and "
                                "import the measurements");
-        auto nine = [](const std::string& m) {
-            return m.find("[Cal3]") != std::string::npos && (m.rfind("PNT", 0) == 0 || m.rfind("no [Cal3]", 0) == 0);
-        };
-        throw Error(located(path, nine,
-                                "not a calibration: no data file magic, and no nine points PNT0 to PNT8 in [Cal3]"));
+        if (errors.empty())
+            errors = path + ": not a calibration: no data file magic, and no nine points PNT0 to PNT8 in [Cal3]\n";
+        errors.pop_back();
+        throw Error(errors);
     }
-    cal.par.CalMode = 1;
+    if (count > 0 && !options.force)
+        throw Error(errors + fmt::format("{}: refused: {} error{} above (--force uses it anyway)", path, count,
+                                         count == 1 ? "" : "s"));
+    cal.path = path;
+    cal.data_file = e.data_file;
+    cal.par = std::move(e.par);
+    cal.bytes = std::move(bytes);
     if (cal.data_file) {
         cal.field_size_from = FieldSizeFrom::DataFile;
-        if (field_size && *field_size != cal.par.FieldSize)
+        if (given && *given != cal.par.FieldSize)
             throw Error(fmt::format("{}: the data file stores the field size {}; the field size given, {}, disagrees",
-                                    path, cal.par.FieldSize, *field_size));
+                                    path, cal.par.FieldSize, *given));
+    } else {
+        cal.field_size_from = e.own_field_size ? FieldSizeFrom::Table : given ? FieldSizeFrom::Given
+                                                                             : FieldSizeFrom::Default;
     }
     return cal;
 }
 
-void save_data_file(tagLenPar& par, const std::string& out) {
-    AtomicFile file(out);
-    file.close_stream();
+std::uint64_t data_file_size(const tagLenPar& par) {
+    if (par.Stacks.empty()) return 4100 + 32 * static_cast<std::uint64_t>(std::clamp(par.LineCount, 0, 100));
+    std::uint64_t end = 64000;
+    for (const auto& s : par.Stacks) end += 8 + 16 * static_cast<std::uint64_t>(std::int64_t{s.Size} * s.Size);
+    return end;
+}
+
+std::string checked_save(const std::string& out, const tagLenPar& expected, const std::string& start,
+                         const std::function<bool(const char*)>& save) {
+    std::string bytes;
+    try {
+        const MemoryFile mem(start);
+        if (!save(mem.path().c_str())) throw Error("the library cannot write the data file");
+        bytes = mem.bytes();
+    } catch (const Error& e) {
+        throw Error(out + ": " + e.what());
+    }
+    const std::uint64_t want = data_file_size(expected);
+    if (bytes.size() != want) {
+        // The saver does not say why it stopped; a file-size limit is the
+        // one cause a file in memory shares with the disk.
+        rlimit lim{};
+        const bool limited = ::getrlimit(RLIMIT_FSIZE, &lim) == 0 && lim.rlim_cur != RLIM_INFINITY && want > lim.rlim_cur;
+        throw Error(fmt::format("{}: write failed: the data file came out {} of {} bytes long{}", out, bytes.size(),
+                                want, limited ? std::string(" (") + std::strerror(EFBIG) + ")" : ""));
+    }
+    return bytes;
+}
+
+void save_data_file(tagLenPar& par, const std::string& out, const std::vector<std::string>& inputs) {
     VrnCal vc;
-    if (!vc.saveUcf(file.temp_path().c_str(), par)) throw Error(out + ": cannot write");
-    file.commit();
+    // saveUcf fits the coefficients of par again before it writes.
+    const std::string bytes = checked_save(out, par, {}, [&](const char* p) { return vc.saveUcf(p, par); });
+    write_file(out, bytes, inputs);
 }
 
 void apply_box_file(const std::string& path, tagLenPar& par) {
-    require_readable(path);
     CCfgFile cfg;
-    cfg.loadItems(path);
+    load_ini(path, kMaxParameterBytes, cfg);
     const auto sect = cfg.sections.find("Box");
     if (sect == cfg.sections.end() || sect->second == nullptr) throw Error(path + ": no [Box] section");
     struct Real {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <fmt/format.h>
 
-#include "workflow/atomic_file.h"
+#include "workflow/input.h"
 #include "workflow/error.h"
 #include "workflow/numbers.h"
 
@@ -57,7 +57,7 @@ double CsvFile::number(const CsvRow& row, int col, const std::string& name) cons
 }
 
 CsvFile read_csv(const std::string& path) {
-    const std::string text = read_file(path);
+    const std::string text = read_file(path, kMaxPointListBytes);
     CsvFile f;
     f.path = path;
     char sep = 0;

@@ -6,7 +6,7 @@
 #include <set>
 #include <vrncal/cfg_file.h>
 
-#include "workflow/atomic_file.h"
+#include "workflow/input.h"
 #include "workflow/error.h"
 #include "workflow/numbers.h"
 
@@ -51,6 +51,9 @@ LensModel::Landing LensModel::land(const tagLenPar& par, tagKelPointF counts) co
 }
 
 void check_lens(const LensModel& lens) {
+    for (const auto& k : kLensKeys)
+        if (!std::isfinite(lens.*(k.member)))
+            throw Error(fmt::format("lens: {} {} is not a finite number", k.name, lens.*(k.member)));
     if (!(lens.focal > 0.0)) throw Error("lens: the focal length must be positive");
     if (!(lens.distance + lens.separation > 0.0)) throw Error("lens: distance + separation must be positive");
 }
@@ -71,9 +74,8 @@ std::vector<std::string> LensModel::describe() const {
 }
 
 LensModel read_lens_file(const std::string& path) {
-    require_readable(path);
     CCfgFile cfg;
-    cfg.loadItems(path);
+    load_ini(path, kMaxParameterBytes, cfg);
     const auto sect = cfg.sections.find("lens");
     if (sect == cfg.sections.end() || sect->second == nullptr)
         throw Error(path + ": no [lens] section");

@@ -53,7 +53,8 @@ struct LensModel : Head {
     std::vector<std::string> describe() const override;
 };
 
-// Throws Error when the focal length or the mirror distances are not positive.
+// Throws Error when a term is not a finite number, or the focal length or the
+// mirror distances are not positive.
 void check_lens(const LensModel& lens);
 
 // Reads a lens description: an INI file with a [lens] section whose keys are

@@ -305,6 +305,21 @@ std::string size_list(const std::vector<int>& sizes) {
 
 }  // namespace
 
+bool grid_looks_single_pass(const tagLenPar& cal, const tagStack& grid) {
+    const int n = grid.Size;
+    const std::size_t count = n > 0 ? static_cast<std::size_t>(n) * static_cast<std::size_t>(n) : 0;
+    if (n < 3 || n % 2 == 0 || grid.Points.size() < count) return false;
+    std::vector<Mark> marks(count);
+    Matched m;
+    for (std::size_t i = 0; i < count; ++i) {
+        marks[i].x = grid.Points[i].X;
+        marks[i].y = grid.Points[i].Y;
+        m.measured.push_back(tagKelPointF{grid.Points[i].RealX, grid.Points[i].RealY});
+    }
+    double to_nine = 0.0, to_nominal = 0.0;
+    return looks_linear(cal, n, marks, m, to_nine, to_nominal);
+}
+
 std::vector<tagKelPointF> residual_form(const tagLenPar& drive, const std::vector<Mark>& marks,
                                         const std::vector<tagKelPointF>& measured) {
     tagLenPar par = drive;

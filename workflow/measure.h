@@ -47,6 +47,13 @@ ImportResult prepare_import(const TableFile& table, const std::string& path, con
 // holds the imported points, every other stage is as it was.
 void write_import(const TableFile& table, const ImportResult& result);
 
+// True when a grid of a loaded calibration looks measured with the head
+// driven linearly (a single pass over the raw head): at the nine calibration
+// points it deviates as the nine-point measurement did, where a grid marked
+// through the correction deviates only by what the nine-point fit leaves.
+// Such a grid, taken as it stands, doubles the correction.
+bool grid_looks_single_pass(const tagLenPar& cal, const tagStack& grid);
+
 // The residual form of a grid marked with the head driven linearly: for
 // each mark, the deviation that makes the correction of drive (the table
 // without this grid) drive the mark's measured landing point to the mark's

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fmt/format.h>
 
 #include <vrncal/facade.h>
@@ -19,9 +18,9 @@
 namespace vrncal::workflow {
 
 std::vector<tagCalData> stack_points(const Calibration& cal, int index) {
-    const std::string& path = cal.path;
     if (index >= static_cast<int>(cal.par.Stacks.size()))
-        throw Error(fmt::format("{}: no grid {} (the file holds {})", path, index, cal.par.Stacks.size()));
+        throw Error(fmt::format("{}: no grid {} (the file holds {})", cal.path, index, cal.par.Stacks.size()));
+    const std::string& path = cal.path;
     VrnCal vc;
     int size = index < 0 ? 3 : 0;
     std::vector<tagCalData> pts(9);
@@ -31,7 +30,7 @@ std::vector<tagCalData> stack_points(const Calibration& cal, int index) {
         pts.resize(static_cast<std::size_t>(size) * static_cast<std::size_t>(size));
     }
     if (!vc.getCalibPnts(path.c_str(), index, size, pts.data()))
-        throw Error(fmt::format("{}: cannot read grid {}", path, index));
+        throw Error(fmt::format("{}: cannot read grid {}", cal.path, index));
     return pts;
 }
 
@@ -48,21 +47,30 @@ PointsEdit set_stack_points(const Calibration& cal, int index, const std::string
         throw Error(fmt::format("{}: grid {} of {} has {} x {} points; {} holds {} x {}", points_name, index, path,
                                 cal.par.Stacks[static_cast<std::size_t>(index)].Size,
                                 cal.par.Stacks[static_cast<std::size_t>(index)].Size, points_name, n, n));
-    // The facade edits the file in place: give it a copy beside the target.
-    AtomicFile file(out);
-    file.close_stream();
-    std::filesystem::copy_file(path, file.temp_path(), std::filesystem::copy_options::overwrite_existing);
+    if (same_file(out, path) && !cal.data_file)
+        throw Error(path + ": is a correction table and would be replaced by a binary data file; name another "
+                           "output");
+    // The facade edits the file in place: give it the checked bytes in
+    // memory, check what it saved, and write that.
+    tagLenPar edited = cal.par;
+    if (index >= stacks)
+        edited.Stacks.push_back(tagStack{n, 1, pts});
+    else if (index >= 0)
+        edited.Stacks[static_cast<std::size_t>(index)].Points = pts;
     VrnCal vc;
-    if (!vc.setCalibPnts(file.temp_path().c_str(), index, n, const_cast<tagCalData*>(pts.data())))
-        throw Error(out + ": cannot write");
-    file.commit();
+    const std::string bytes = checked_save(out, edited, cal.bytes, [&](const char* p) {
+        return vc.setCalibPnts(p, index, n, const_cast<tagCalData*>(pts.data()));
+    });
+    // A data file may be replaced by its edit; the points file may not.
+    write_file(out, bytes, same_file(out, path) ? std::vector<std::string>{points_name}
+                                                : std::vector<std::string>{path, points_name});
     return PointsEdit{index >= stacks, index >= stacks ? stacks : index, n};
 }
 
 PointsEdit set_table_points(const std::string& path, int index, const std::string& points_name,
                             const std::vector<tagCalData>& pts, const std::string& out,
-                            std::optional<double> field_size) {
-    const TableFile table = read_table_file(path, field_size);
+                            const LoadOptions& options) {
+    const TableFile table = read_table_file(path, options);
     const tagLenPar& cal = *table.calibration;
     const int n = static_cast<int>(std::lround(std::sqrt(static_cast<double>(pts.size()))));
     if (pts.empty() || static_cast<std::size_t>(n) * static_cast<std::size_t>(n) != pts.size())
@@ -104,7 +112,7 @@ PointsEdit set_table_points(const std::string& path, int index, const std::strin
         if (got.Stacks.size() != cal.Stacks.size() + (index >= stacks ? 1 : 0))
             wrong.push_back("the grids do not load as they were");
         return wrong;
-    });
+    }, {points_name});
     int loaded_as = index;
     if (index >= stacks) {
         // The loader reads the grids in this order.
@@ -116,20 +124,18 @@ PointsEdit set_table_points(const std::string& path, int index, const std::strin
     return PointsEdit{index >= stacks, loaded_as, n};
 }
 
-GainTable gain_points(const std::string& path, int axis) {
-    load_calibration(path);
+GainTable gain_points(const Calibration& cal, int axis) {
     VrnCal vc;
     GainTable g;
     g.points.resize(100);
-    vc.getEqualPnts(path.c_str(), axis, g.count, g.points.data());
+    vc.getEqualPnts(cal.path.c_str(), axis, g.count, g.points.data());
     g.points.resize(static_cast<std::size_t>(std::clamp(g.count, 0, 100)));
     return g;
 }
 
-void set_gain_points(const std::string& path, int axis, const std::vector<tagKelPointF>& pts) {
-    load_calibration(path);
+void set_gain_points(const Calibration& cal, int axis, const std::vector<tagKelPointF>& pts) {
     VrnCal vc;
-    vc.setEqualPnts(path.c_str(), axis, static_cast<int>(pts.size()), const_cast<tagKelPointF*>(pts.data()));
+    vc.setEqualPnts(cal.path.c_str(), axis, static_cast<int>(pts.size()), const_cast<tagKelPointF*>(pts.data()));
 }
 
 }  // namespace vrncal::workflow

@@ -27,7 +27,8 @@ struct PointsEdit {
 // Replaces (or appends, for an index past the last grid) the points of a
 // stack and saves the calibration, refitted, to out, a data file.  The points
 // come from points_name (for messages), already read.  Throws Error; out is
-// written whole or not at all.
+// written whole or not at all, and may be the calibration itself when that
+// is a data file (replaced by its edit), but not the points file.
 PointsEdit set_stack_points(const Calibration& cal, int index, const std::string& points_name,
                             const std::vector<tagCalData>& points, const std::string& out);
 
@@ -38,7 +39,7 @@ PointsEdit set_stack_points(const Calibration& cal, int index, const std::string
 // Error.
 PointsEdit set_table_points(const std::string& path, int index, const std::string& points_name,
                             const std::vector<tagCalData>& points, const std::string& out,
-                            std::optional<double> field_size);
+                            const LoadOptions& options);
 
 struct GainTable {
     int count = 0;                     // the row count the library reports
@@ -46,10 +47,10 @@ struct GainTable {
 };
 
 // The gain-table points of one axis (0 x, 1 y) as the library reads them.
-GainTable gain_points(const std::string& path, int axis);
+GainTable gain_points(const Calibration& cal, int axis);
 
 // Passes gain-table points to the library's edit, which does not save them.
-void set_gain_points(const std::string& path, int axis, const std::vector<tagKelPointF>& points);
+void set_gain_points(const Calibration& cal, int axis, const std::vector<tagKelPointF>& points);
 
 }  // namespace vrncal::workflow
 

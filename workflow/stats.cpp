@@ -9,6 +9,13 @@ ErrorStats summarize(std::vector<double> errors) {
     ErrorStats s;
     s.count = errors.size();
     if (errors.empty()) return s;
+    // A landing error that is not a number is no small error: it spoils the
+    // statistics rather than drop out of them.
+    for (double e : errors) s.not_finite += !std::isfinite(e);
+    if (s.not_finite > 0) {
+        s.max = s.rms = s.p95 = std::nan("");
+        return s;
+    }
     double sum_sq = 0.0;
     for (double e : errors) {
         sum_sq += e * e;

@@ -11,6 +11,7 @@ struct ErrorStats {
     double rms = 0.0;
     double p95 = 0.0;  // nearest rank: the smallest value not exceeded by 95 % of the samples
     std::size_t count = 0;
+    std::size_t not_finite = 0;  // samples that are NaN or infinite; then max, rms and p95 are NaN
 };
 
 // Takes the samples by value: the percentile sorts them.

@@ -1,15 +1,14 @@
 #include "workflow/table_file.h"
 
-#include <cstdio>
-#include <filesystem>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <vrncal/facade.h>
 
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/error.h"
+#include "workflow/input.h"
+#include "workflow/memory_file.h"
 #include "workflow/table_edit.h"
 
 namespace vrncal::workflow {
@@ -41,31 +40,26 @@ std::string joined(const std::vector<std::string>& items) {
 }  // namespace
 
 tagLenPar load_table_text(const std::string& text, double field_size) {
-    std::string path = (std::filesystem::temp_directory_path() / "vrncal-tableXXXXXX").string();
-    const int fd = ::mkstemp(path.data());
-    if (fd < 0) throw Error("cannot create a temporary file in " + std::filesystem::temp_directory_path().string());
-    std::FILE* f = ::fdopen(fd, "wb");
-    const bool written = f != nullptr && std::fwrite(text.data(), 1, text.size(), f) == text.size();
-    if (f != nullptr) std::fclose(f);
-    struct Remove {
-        std::string p;
-        ~Remove() { std::remove(p.c_str()); }
-    } remove{path};
-    if (!written) throw Error("cannot write the temporary table " + path);
-    return load_path(path, field_size, "the temporary table " + path);
+    // From memory: no folder sees the table.
+    try {
+        const MemoryFile mem(text);
+        return load_path(mem.path(), field_size, "the table");
+    } catch (const Error& e) {
+        throw Error(std::string("cannot load a table held in memory: ") + e.what());
+    }
 }
 
-TableFile read_table_file(const std::string& path, std::optional<double> field_size) {
-    require_readable(path);
-    if (is_data_file(path))
-        throw Error(path + ": is a binary data file; the workflow keeps its tables as text: export it first "
-                           "(convert it to a .cor file)");
+TableFile read_table_file(const std::string& path, const LoadOptions& options) {
+    const auto& field_size = options.field_size;
     TableFile t;
     t.path = path;
-    t.text = read_file(path);
+    t.text = read_file(path, kMaxCalibrationBytes);
+    if (is_data_file(t.text))
+        throw Error(path + ": is a binary data file; the workflow keeps its tables as text: export it first "
+                           "(convert it to a .cor file)");
     const TableEditor table(t.text);
     if (table.has_section("Cal3")) {
-        const Calibration cal = load_calibration(path, field_size);
+        const Calibration cal = load_calibration(path, options);
         t.field_size = cal.par.FieldSize;
         t.calibration = cal.par;
         t.settings = cal.par;
@@ -84,23 +78,21 @@ TableFile read_table_file(const std::string& path, std::optional<double> field_s
     try {
         t.settings = load_table_text(probe.text(), t.field_size);
     } catch (const Error&) {
-        load_calibration(path, field_size);  // says where the table is wrong
+        load_calibration(path, options);  // says where the table is wrong
         throw;
     }
     return t;
 }
 
 void write_table_file(const std::string& path, const std::string& text, double field_size,
-                      const std::function<std::vector<std::string>(const tagLenPar&)>& check) {
-    AtomicFile file(path);
-    if (std::fwrite(text.data(), 1, text.size(), file.stream()) != text.size()) throw Error(path + ": write failed");
-    file.close_stream();
+                      const std::function<std::vector<std::string>(const tagLenPar&)>& check,
+                      const std::vector<std::string>& inputs) {
     if (TableEditor(text).has_section("Cal3")) {
-        const auto findings = check(load_path(file.temp_path(), field_size, path));
+        const auto findings = check(load_table_text(text, field_size));
         if (!findings.empty())
             throw Error(fmt::format("{}: not written: {}", path, joined(findings)));
     }
-    file.commit();
+    write_file(path, text, inputs);
 }
 
 std::vector<std::string> save_as_table(const tagLenPar& par, const std::string& path,

@@ -11,13 +11,14 @@
 
 #include <vrncal/records.h>
 
+#include "workflow/calfile.h"
 #include "workflow/table_writer.h"
 
 namespace vrncal::workflow {
 
-// Loads table text through a temporary file, as a machine loads a table,
-// with the field size set before the load; selects the grid correction.
-// Throws Error when the library does not load it.
+// Loads table text, as a machine loads a table, from memory (no folder sees
+// it), with the field size set before the load; selects the grid
+// correction.  Throws Error when the library does not load it.
 tagLenPar load_table_text(const std::string& text, double field_size);
 
 struct TableFile {
@@ -32,16 +33,18 @@ struct TableFile {
     std::optional<tagLenPar> calibration;
 };
 
-// Reads a correction table (not a data file) with the field size as
-// load_calibration decides it.  Throws Error.
-TableFile read_table_file(const std::string& path, std::optional<double> field_size);
+// Reads a correction table (not a data file) as load_calibration reads it
+// (refused when check finds errors, unless forced).  Throws Error.
+TableFile read_table_file(const std::string& path, const LoadOptions& options);
 
-// Writes the text to path whole or not at all.  Before the file is
-// replaced, the text is loaded through the library (unless the table has no
-// nine points yet) and check is given the record; its findings, if any,
-// stop the write with "PATH: not written: FINDINGS".  Throws Error.
+// Writes the text to path whole or not at all (an AtomicFile; path may not
+// be one of inputs).  Before the file is replaced, the text is loaded
+// through the library (unless the table has no nine points yet) and check is
+// given the record; its findings, if any, stop the write with "PATH: not
+// written: FINDINGS".  Throws Error.
 void write_table_file(const std::string& path, const std::string& text, double field_size,
-                      const std::function<std::vector<std::string>(const tagLenPar&)>& check);
+                      const std::function<std::vector<std::string>(const tagLenPar&)>& check,
+                      const std::vector<std::string>& inputs = {});
 
 // Saves a record as a correction table that carries it: the table loads
 // back to the same bits in every member the text form carries.  When it
