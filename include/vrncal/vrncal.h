@@ -14,5 +14,6 @@
 #include "vrncal/string_util.h"
 #include "vrncal/facade.h"
 #include "vrncal/batch.h"
+#include "vrncal/inverse.h"
 
 #endif
