@@ -20,6 +20,7 @@ using vrncal_detail::stored;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr int kHalvings = 12;   // step halvings before a step counts as stalled
 constexpr int kEscapes = 4;     // full steps taken across a jump when stalled
+constexpr int kPolish = 2;      // steps taken past the tolerance while they improve
 constexpr int kFoldRaster = 64; // cells per side of the fold map
 
 struct Jacobian {
@@ -198,7 +199,7 @@ struct Inverter::Impl {
                 return res;
             }
             if (!(bestResidual <= res.residual)) best = p, bestResidual = res.residual;
-            if (res.residual <= opt.tolerance) return finish(res, c);
+            if (res.residual <= opt.tolerance) return finish(res, c, f);
             if (clamped(f)) return stop(res, InverseStatus::OutsideField);
             if (res.iterations >= opt.maxIterations) break;
             const Jacobian j = jacobian(p, f);
@@ -247,25 +248,43 @@ struct Inverter::Impl {
         return res;
     }
 
-    InverseResult finish(InverseResult res, tagKelPointF c) const {
+    // Within the tolerance at res.field, where the correction gives f.
+    InverseResult finish(InverseResult res, tagKelPointF c, tagKelPointF f) const {
+        // A step or two more usually lands on the float point whose
+        // correction lies closest, which makes a round trip exact wherever
+        // the floats allow.
+        Jacobian j = jacobian(res.field, f);
+        for (int k = 0; k < kPolish && res.residual > 0.0; ++k) {
+            const double det = j.det();
+            if (!(det * orientation > 0.0)) break;
+            const double rx = c.x - f.x, ry = c.y - f.y;
+            const tagKelPointF q{stored(res.field.x + (j.yy * rx - j.xy * ry) / det),
+                                 stored(res.field.y + (j.xx * ry - j.yx * rx) / det)};
+            const tagKelPointF fq = eval(q);
+            const double r = residual(c, fq);
+            if (!(r < res.residual)) break;
+            res.field = q;
+            res.residual = r;
+            f = fq;
+            j = jacobian(q, fq);
+        }
         if (outside(res.field)) {
             // Float steps near the edge: prefer the edge when it drives there too.
             const tagKelPointF edge{std::fmin(std::fmax(res.field.x, -half), half),
                                     std::fmin(std::fmax(res.field.y, -half), half)};
-            const double r = residual(c, eval(edge));
-            if (r <= opt.tolerance) {
-                res.field = edge;
-                res.residual = r;
+            const tagKelPointF fe = eval(edge);
+            const double r = residual(c, fe);
+            if (!(r <= opt.tolerance)) {
+                res.status = InverseStatus::OutsideField;
+                return res;
             }
-        }
-        if (outside(res.field)) {
-            res.status = InverseStatus::OutsideField;
-            return res;
+            res.field = edge;
+            res.residual = r;
+            j = jacobian(edge, fe);
         }
         // Reached; but where the correction folds, other field points drive
         // there as well.
         res.status = InverseStatus::Converged;
-        const Jacobian j = jacobian(res.field, eval(res.field));
         if (!(j.det() * orientation > 0.0)) res.status = InverseStatus::Folded;
         for (const Box& b : folds)
             if (b.holds(c)) res.status = InverseStatus::Folded;
