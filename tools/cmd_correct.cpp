@@ -38,6 +38,7 @@ struct CorrectOptions {
     std::vector<float> scale;
     std::vector<float> shift;
     bool linear = false;
+    bool echo = false;
 };
 
 void run_correct(const CorrectOptions& o) {
@@ -78,7 +79,10 @@ void run_correct(const CorrectOptions& o) {
         const std::size_t n = read_points(reader, in.data(), kBlock);
         if (n == 0) break;
         corrector.run(in.data(), dev.data(), n);
-        for (std::size_t i = 0; i < n; ++i) append_point(buf, dev[i]);
+        for (std::size_t i = 0; i < n; ++i) {
+            if (o.echo) fmt::format_to(std::back_inserter(buf), "{} {} ", in[i].x, in[i].y);
+            append_point(buf, dev[i]);
+        }
         flush_buffer(buf, out, out_name);
     }
     if (file) {
@@ -111,6 +115,7 @@ void add_correct_command(CLI::App& app, Context&) {
                       ->delimiter(',');
     auto* linear = cmd->add_flag("--linear", o->linear, "Plain linear conversion without any correction");
     linear->excludes(mode)->excludes(scale)->excludes(shift);
+    cmd->add_flag("--echo", o->echo, "Print each field point before its device point: 'x y u v'");
     cmd->footer("Each output line is 'x y' in device counts (0 .. Resolution), in the shortest form that\n"
                 "reads back as the same float.  --scale or --shift switch on the scale-and-shift\n"
                 "conversion; a calibration file does not store the correction mode, so grid is the\n"
