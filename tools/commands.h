@@ -25,6 +25,7 @@ void add_simulate_command(CLI::App& app, Context& ctx);
 void add_evaluate_command(CLI::App& app, Context& ctx);
 void add_plot_command(CLI::App& app, Context& ctx);
 void add_inverse_command(CLI::App& app, Context& ctx);
+void add_diff_command(CLI::App& app, Context& ctx);
 
 // Writes text to a file through a temporary file and a rename, or to
 // standard output for "-".
