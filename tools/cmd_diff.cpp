@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "errors.h"
 #include "plot.h"
+#include "verify_report.h"
 #include "workflow/calfile.h"
 #include "workflow/diff.h"
 #include "workflow/numbers.h"
@@ -23,11 +24,6 @@ struct DiffArgs {
     bool json = false;
     std::optional<double> tolerance;
 };
-
-// A number for JSON: NaN and infinities are null, never a string.
-nlohmann::ordered_json number_or_null(double v) {
-    return std::isfinite(v) ? nlohmann::ordered_json(v) : nlohmann::ordered_json(nullptr);
-}
 
 int run_diff(const DiffArgs& a) {
     const LengthUnit unit = length_unit(a.units);

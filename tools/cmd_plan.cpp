@@ -5,9 +5,11 @@
 
 #include "commands.h"
 #include "errors.h"
+#include "workflow/calfile.h"
 #include "workflow/measure.h"
 #include "workflow/numbers.h"
 #include "workflow/plan.h"
+#include "workflow/verification.h"
 
 namespace vrncal::tools {
 
@@ -107,6 +109,28 @@ void run_import(const ImportArgs& a) {
     }
 }
 
+struct VerifyArgs {
+    JobArgs job;
+    int pattern = 21;
+};
+
+void write_verification_job(const VerifyArgs& a) {
+    const Calibration cal = load_calibration(a.job.table, a.job.field_size);
+    const auto marks = verification_marks(cal.par, a.pattern);
+    if (a.job.job.empty() && a.job.templ.empty())
+        throw ToolError("plan: name the job to write (--job) or the template (--template)");
+    if (!a.job.job.empty()) write_output(a.job.job, job_text(marks));
+    if (!a.job.templ.empty()) write_output(a.job.templ, template_text(marks));
+    const std::string& shown = a.job.job.empty() ? a.job.templ : a.job.job;
+    if (shown != "-")
+        fmt::print("{}: verification job, {} x {} targets over +-{}, driven through the whole calibration\n", shown,
+                   a.pattern, a.pattern, fmt_num(0.5 * cal.par.ValSize));
+    if (!a.job.templ.empty() && a.job.templ != "-")
+        fmt::print("{}: measurement template: fill in measured_x and measured_y (field units, the frame of x and y), "
+                   "then: vrncal evaluate {} --measured {}\n",
+                   a.job.templ, a.job.table, a.job.templ);
+}
+
 void add_job_outputs(CLI::App* cmd, JobArgs& a) {
     cmd->add_option("--job", a.job, "Marking job to write (CSV: index,row,column,x,y,u,v), '-' for standard output");
     cmd->add_option("--template", a.templ, "Measurement template to write (the job plus empty measured_x,measured_y)");
@@ -159,6 +183,18 @@ void add_plan_command(CLI::App& app, Context&) {
                 "along a row, y falling from row to row).\n\n" + std::string(kFramesHelp) +
                 "\n\nExample:\n  vrncal plan job head.cor --stage 17 --job grid17.csv --template grid17-m.csv");
     job->callback([j] { write_job(*j); });
+
+    auto v = std::make_shared<VerifyArgs>();
+    auto* verify = cmd->add_subcommand("verify", "Write a verification job: targets marked through the whole calibration");
+    verify->add_option("TABLE", v->job.table, "Calibration (correction table or data file)")->required();
+    verify->add_option("--pattern", v->pattern, "Targets per side over +-ValSize/2 (default 21)");
+    add_field_size_option(verify, v->job.field_size);
+    add_job_outputs(verify, v->job);
+    verify->footer("Mark the job on the machine, measure where each mark landed, fill in the template and\n"
+                   "let 'vrncal evaluate TABLE --measured FILE' report the landing error.  The targets are\n"
+                   "those of 'evaluate --pattern N', so a simulated head gives the same numbers both ways.\n\n"
+                   "Example:\n  vrncal plan verify head.cor --pattern 21 --template verify-m.csv");
+    verify->callback([v] { write_verification_job(*v); });
 }
 
 void add_measure_command(CLI::App& app, Context&) {

@@ -10,6 +10,7 @@
 #include "commands.h"
 #include "errors.h"
 #include "plot.h"
+#include "verify_report.h"
 #include "workflow/calfile.h"
 #include "workflow/evaluate.h"
 #include "workflow/lens.h"
@@ -17,6 +18,7 @@
 #include "workflow/numbers.h"
 #include "workflow/simulate.h"
 #include "workflow/table_file.h"
+#include "workflow/verification.h"
 
 namespace vrncal::tools {
 
@@ -166,6 +168,7 @@ void run_simulate(const SimulateArgs& a) {
 struct EvaluateArgs {
     std::string file;
     HeadOptions head;
+    VerifyOptions verify;
     std::optional<double> field_size;
     int pattern = 101;
     bool json = false;
@@ -174,42 +177,61 @@ struct EvaluateArgs {
 
 int run_evaluate(const EvaluateArgs& a) {
     const Calibration cal = load_calibration(a.file, a.field_size);
-    const auto head = resolve_head(a.head, "evaluate", NoHead::Refused);
-    head->check_range(cal.par);
+    const auto head = resolve_head(a.head, "evaluate", a.verify.any() ? NoHead::None : NoHead::Refused);
+    if (head) head->check_range(cal.par);
     if (a.pattern < 2 || a.pattern > 2001) throw ToolError("evaluate: --pattern must be 2 to 2001 points per side");
-    const auto stages = evaluate_stages(*head, cal.par, a.pattern);
+    const auto stages = head ? evaluate_stages(*head, cal.par, a.pattern) : std::vector<Stage>{};
+    const VerifySections verified = verify_sections(cal, a.file, a.verify);
     if (a.json) {
         nlohmann::ordered_json j;
         j["file"] = a.file;
-        j["points"] = a.pattern * a.pattern;
         j["field"] = cal.par.ValSize;
-        auto& arr = j["stages"] = nlohmann::ordered_json::array();
-        for (const auto& s : stages)
-            arr.push_back({{"stage", s.name}, {"max_um", s.stats.max}, {"rms_um", s.stats.rms}, {"p95_um", s.stats.p95}});
+        if (head) {
+            j["points"] = a.pattern * a.pattern;
+            auto& arr = j["stages"] = nlohmann::ordered_json::array();
+            for (const auto& s : stages)
+                arr.push_back({{"stage", s.name},
+                               {"max_um", number_or_null(s.stats.max)},
+                               {"rms_um", number_or_null(s.stats.rms)},
+                               {"p95_um", number_or_null(s.stats.p95)}});
+        }
+        for (const auto& [key, value] : verified.json.items()) j[key] = value;
         fmt::print("{}\n", j.dump(2));
     } else {
-        std::size_t w = 5;
-        for (const auto& s : stages) w = std::max(w, s.name.size());
-        std::string out = fmt::format("{}: landing error over {} x {} targets in +-{} (um)\n", a.file, a.pattern,
-                                      a.pattern, 0.5 * cal.par.ValSize);
-        out += fmt::format("  {:<{}}  {:>9}  {:>9}  {:>9}\n", "stage", w, "max", "rms", "p95");
-        for (const auto& s : stages)
-            out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
-                               s.stats.p95);
-        fmt::print("{}", out);
+        std::string out;
+        if (head) {
+            std::size_t w = 5;
+            for (const auto& s : stages) w = std::max(w, s.name.size());
+            out = fmt::format("{}: landing error over {} x {} targets in +-{} (um)\n", a.file, a.pattern, a.pattern,
+                              0.5 * cal.par.ValSize);
+            out += fmt::format("  {:<{}}  {:>9}  {:>9}  {:>9}\n", "stage", w, "max", "rms", "p95");
+            for (const auto& s : stages)
+                out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
+                                   s.stats.p95);
+        }
+        fmt::print("{}{}", out, verified.text);
     }
-    if (a.tolerance && !(stages.back().stats.max <= *a.tolerance)) {
-        fmt::print(stderr, "vrncal: {}: largest landing error {:.2f} um exceeds the tolerance {} um\n", a.file,
-                   stages.back().stats.max, *a.tolerance);
-        return 1;
+    if (!a.tolerance) return 0;
+    int status = 0;
+    // A NaN anywhere fails: it compares false.
+    if (head && !(stages.back().stats.max <= *a.tolerance)) {
+        fmt::print(stderr, "vrncal: {}: largest landing error {:.2f} um on the simulated head exceeds the tolerance {} "
+                           "um\n",
+                   a.file, stages.back().stats.max, *a.tolerance);
+        status = 1;
     }
-    return 0;
+    if (verified.has_measured && !(verified.measured_max <= *a.tolerance)) {
+        fmt::print(stderr, "vrncal: {}: largest measured landing error {:.4g} {} exceeds the tolerance {} {}\n", a.file,
+                   verified.measured_max, verified.unit, *a.tolerance, verified.unit);
+        status = 1;
+    }
+    return status;
 }
 
 // ---- plot -------------------------------------------------------------
 
 struct PlotArgs {
-    std::string file, output, size = "900x820";
+    std::string file, output, size = "900x820", measured, units = "mm";
     HeadOptions head;
     std::optional<double> field_size;
     std::optional<double> factor;
@@ -231,6 +253,16 @@ void run_plot(const PlotArgs& a) {
     if (head) head->check_range(par);
     if (a.factor && !(*a.factor > 0.0)) throw ToolError("plot: --exaggerate must be positive");
     PlotData d = plot_data(par, a.lines, a.factor, head.get());
+    if (!a.measured.empty()) {
+        // The measured errors as arrows; the drive lines give way to them.
+        const LengthUnit unit = length_unit(a.units);
+        const auto marks = read_verification(a.measured);
+        check_drives(par, a.measured, marks);
+        PlotData m = measured_plot_data(par, landing_report(par, marks, unit), unit, a.factor);
+        m.cells = d.cells;
+        m.error_um = std::move(d.error_um);
+        d = std::move(m);
+    }
     d.title = a.file;
     render_plot(d, a.output, width, height);
 }
@@ -277,15 +309,28 @@ void add_evaluate_command(CLI::App& app, Context& ctx) {
     auto a = std::make_shared<EvaluateArgs>();
     cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
     add_head_files(cmd, a->head, "Lens file of the simulated head (INI, [lens] section)");
+    add_verify_options(cmd, a->verify);
     add_field_size_option(cmd, a->field_size);
     cmd->add_option("--pattern", a->pattern, "Targets per side of the dense pattern (default 101)");
-    cmd->add_option("--tolerance", a->tolerance, "Exit with status 1 when the final largest error exceeds this (um)");
+    cmd->add_option("--tolerance", a->tolerance,
+                    "Exit with status 1 when the final largest error (simulated or measured) exceeds this (um), or "
+                    "is not a number");
     cmd->add_flag("--json", a->json, "Print the table as JSON");
     cmd->footer(std::string("Drives the simulated head (--lens or --head) over an n x n pattern of targets spanning "
                             "+-ValSize/2,\nfirst linearly, then through the nine-point correction alone, then adding "
                             "the grids one by\none, and reports the distance between target and landing: largest, "
-                            "root mean square\nand 95th percentile.\n\n") +
-                kModelHelp + "\n\nExample:\n  vrncal evaluate examples/sample.cor --lens examples/lens.ini");
+                            "root mean square\nand 95th percentile.\n\n"
+                            "--measured reports the landing error measured on the machine: a verification file\n"
+                            "(from 'vrncal plan verify', marked and measured) holds targets x,y and where their\n"
+                            "marks landed, measured_x,measured_y (a drive u,v, when given, must be what FILE\n"
+                            "drives the target to); overall and by ring: inner, middle and outer third of\n"
+                            "+-ValSize/2 by max(|x|,|y|).  --holdout leaves every other node of the finest grid\n"
+                            "out, rebuilds the correction from the rest and reports how far it drives from the\n"
+                            "full one at the left-out nodes: what halving the grid's density costs.\n\n") +
+                kModelHelp +
+                "\n\nExamples:\n  vrncal evaluate examples/sample.cor --lens examples/lens.ini\n"
+                "  vrncal evaluate head.cor --measured verify-m.csv --tolerance 50\n"
+                "  vrncal evaluate examples/sample.cor --holdout");
     cmd->callback([a, &ctx] { ctx.status = run_evaluate(*a); });
 }
 
@@ -296,10 +341,14 @@ void add_plot_command(CLI::App& app, Context&) {
     cmd->add_option("-o,--output", a->output, "Picture to write: .png or .svg")->required();
     add_head_files(cmd, a->head, "Lens file: adds the landing error as a colour map");
     add_field_size_option(cmd, a->field_size);
+    cmd->add_option("--measured", a->measured,
+                    "Verification file: draw the measured landing errors as arrows instead of the drive lines");
+    cmd->add_option("--units", a->units, "With --measured: what a field unit is, mm or field (default mm)");
     cmd->add_option("--exaggerate", a->factor, "Factor for the drive deviations (default: chosen to be visible)");
     cmd->add_option("--size", a->size, "WIDTHxHEIGHT in pixels (default 900x820)");
     cmd->add_option("--lines", a->lines, "Grid lines per direction (default 17)");
-    cmd->footer("Example:\n  vrncal plot examples/sample.cor --lens examples/lens.ini -o sample.png");
+    cmd->footer("Examples:\n  vrncal plot examples/sample.cor --lens examples/lens.ini -o sample.png\n"
+                "  vrncal plot head.cor --measured verify-m.csv -o measured.png");
     cmd->callback([a] { run_plot(*a); });
 }
 

@@ -164,7 +164,7 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
         cairo_stroke(cr);
         cairo_set_source_rgb(cr, 0.1, 0.1, 0.1);
         cairo_move_to(cr, left + 262, ly + 4);
-        cairo_show_text(cr, (d.drive.empty() ? fmt::format("error or move, x {}", number(d.factor))
+        cairo_show_text(cr, (d.drive.empty() ? fmt::format("{}, x {}", d.arrow_label, number(d.factor))
                                              : fmt::format("corrected drive position, deviation x {}", number(d.factor)))
                                 .c_str());
     }

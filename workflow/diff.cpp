@@ -125,6 +125,7 @@ PlotData diff_plot_data(const tagLenPar& a, const tagLenPar& b, const LengthUnit
         }
     d.max_deviation = largest;
     d.factor = auto_factor(largest, d.val_size);
+    d.arrow_label = "move of the drive position, B - A";
     d.subtitle = fmt::format("B - A: drive positions moved, arrows x {} (largest {:.{}f} {} on the raster)",
                              d.factor, largest * unit.per_field_unit, unit.decimals, unit.name);
     d.colour_label = fmt::format("|B - A| ({})", unit.name);

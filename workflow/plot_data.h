@@ -43,6 +43,7 @@ struct PlotData {
         double x, y, dx, dy;
     };
     std::vector<Arrow> arrows;
+    std::string arrow_label;  // what the arrows show, for the legend
 };
 
 // Grid lines per direction; factor: the exaggeration, chosen by auto_factor
