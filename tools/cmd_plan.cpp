@@ -47,10 +47,15 @@ struct JobArgs {
     std::optional<double> field_size;
 };
 
+void require_outputs(const JobArgs& a) {
+    if (a.job.empty() && a.templ.empty())
+        throw ToolError("plan: name the job to write (--job), the template (--template) or both");
+}
+
 void write_job(const JobArgs& a) {
+    require_outputs(a);
     const TableFile table = read_table_file(a.table, a.field_size);
     const StageJob job = stage_job(table, parse_stage(a.stage), a.linear);
-    if (a.job.empty() && a.templ.empty()) throw ToolError("plan: name the job to write (--job) or the template (--template)");
     if (!a.job.empty()) write_output(a.job, job_text(job.marks));
     if (!a.templ.empty()) write_output(a.templ, template_text(job.marks));
     const std::string how = job.drive == Drive::Linear
@@ -72,6 +77,7 @@ struct NewArgs {
 
 void run_new(NewArgs a) {
     a.head.xy_flip = a.xy_flip, a.head.x_invert = a.x_invert, a.head.y_invert = a.y_invert;
+    require_outputs(a.job);
     create_table(a.job.table, a.head, a.force);
     fmt::print("{}: new correction table: field size {}, calibrated field +-{}, resolution {}{}{}{}\n", a.job.table,
                a.head.field_size, 0.5 * a.head.val_size, a.head.resolution, a.xy_flip ? ", LEN_XYFLIP" : "",
