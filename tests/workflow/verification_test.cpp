@@ -11,6 +11,8 @@
 #include "workflow/calfile.h"
 #include "workflow/error.h"
 #include "workflow/evaluate.h"
+#include "workflow/fit_report.h"
+#include "workflow/job.h"
 #include "workflow/lens.h"
 #include "workflow/measured_head.h"
 #include "workflow/simulate.h"
@@ -125,6 +127,32 @@ TEST(Verification, HoldoutFindsWhatTheThinnedGridMisses) {
     EXPECT_EQ(h.worst.y, 15.0f);
     par.Stacks.clear();
     EXPECT_THROW(holdout_check(par, LengthUnit{}), Error);
+}
+
+// The fit report: on the lens, what the model leaves at a nine point is
+// what lands there without grids; a 9 x 9 grid marked with the head driven
+// linearly is recognised, one marked through the table is not.
+TEST(Verification, FitReportInRealUnits) {
+    const LensModel lens = read_lens_file(VRNCAL_EXAMPLES "/lens.ini");
+    const Calibration cal = load_calibration(VRNCAL_EXAMPLES "/sample.cor");
+    const FitReport r = fit_report(cal.par, LengthUnit{}, &lens, nullptr, "");
+    EXPECT_NEAR(r.targets[7].residual, 223.22, 0.01);  // um, at (0, -40)
+    EXPECT_NEAR(*r.targets[7].model_error, 226.25, 0.01);
+    EXPECT_LT(*r.targets[7].full_error, 5.0);
+    ASSERT_EQ(r.grids.size(), 2u);
+    EXPECT_NEAR(r.grids[0].max, 225.61, 0.01);
+    EXPECT_FALSE(r.grids[0].looks_linear || r.grids[1].looks_linear);
+
+    tagLenPar single = cal.par;
+    tagLenPar plain = cal.par;  // the settings: the linear drive
+    Noise none(1, 0.0);
+    const auto marks = plan_marks(plain, 9, Drive::Linear);
+    single.Stacks.assign(1, tagStack{});
+    single.Stacks[0].Size = 9;
+    single.Stacks[0].Points = stored_points(plain, 9, marks, measure_marks(lens, plain, marks, none, 0.0));
+    const FitReport s = fit_report(single, LengthUnit{}, nullptr, nullptr, "");
+    EXPECT_TRUE(s.grids[0].looks_linear);
+    EXPECT_GT(s.grids[0].max, 1000.0);  // the raw head's pincushion, um
 }
 
 }  // namespace
