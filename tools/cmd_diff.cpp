@@ -23,6 +23,7 @@ struct DiffArgs {
     int pattern = 201;
     bool json = false;
     std::optional<double> tolerance;
+    std::optional<double> field_size;
 };
 
 int run_diff(const DiffArgs& a) {
@@ -30,8 +31,8 @@ int run_diff(const DiffArgs& a) {
     if (a.tolerance && !(*a.tolerance >= 0.0))
         throw ToolError("diff: --tolerance must be a length of 0 or more");
     if (a.pattern < 2 || a.pattern > 2001) throw ToolError("diff: --pattern must be 2 to 2001 points per side");
-    const Calibration ca = load_calibration(a.a);
-    const Calibration cb = load_calibration(a.b);
+    const Calibration ca = load_calibration(a.a, a.field_size);
+    const Calibration cb = load_calibration(a.b, a.field_size);
     check_comparable(ca.par, cb.par, a.a, a.b);
     const Difference d = diff_calibrations(ca.par, cb.par, a.pattern);
     const double to_unit = unit.per_field_unit / d.counts_per_unit;  // report units per count
@@ -107,6 +108,7 @@ void add_diff_command(CLI::App& app, Context& ctx) {
                     "Exit with status 1 when the largest difference exceeds this (um, or field units)");
     cmd->add_option("--plot", a->plot, "Also draw the difference: .png or .svg");
     cmd->add_flag("--json", a->json, "Print the report as JSON (numbers, or null where there is none)");
+    add_field_size_option(cmd, a->field_size);
     cmd->footer("Corrects the same targets through both calibrations (a raster over the smaller\n"
                 "calibrated field plus every grid node of either) and reports the distance between the\n"
                 "two drive positions: largest (and where), root mean square and per axis, in counts and\n"

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <fmt/format.h>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <vrncal/inverse.h>
@@ -27,6 +28,7 @@ struct InverseArgs {
     double tolerance = InverseOptions{}.tolerance;
     bool echo = false;
     bool status = false;
+    std::optional<double> field_size;
 };
 
 // One word per status, for the --status column.
@@ -45,7 +47,7 @@ const char* status_word(InverseStatus s) {
 int run_inverse(const InverseArgs& a) {
     if (!(a.tolerance > 0.0) || !(a.tolerance <= 1.0))
         throw ToolError("inverse: --tolerance must be above 0 and at most 1 count");
-    Calibration cal = load_calibration(a.calibration);
+    Calibration cal = load_calibration(a.calibration, a.field_size);
     tagLenPar& par = cal.par;
     if (a.mode == "box" || !a.box.empty()) {
         par.CalMode = 0;
@@ -127,6 +129,7 @@ void add_inverse_command(CLI::App& app, Context& ctx) {
                     "Largest distance, in counts on each axis, between the correction of the answer and the "
                     "device point (default 0.02)");
     cmd->add_flag("--echo", a->echo, "Print each device point before its field point: 'u v x y'");
+    add_field_size_option(cmd, a->field_size);
     cmd->add_flag("--status", a->status,
                   "Add 'status iterations residual' to every line and go on past points without an answer");
     cmd->footer(
