@@ -195,6 +195,8 @@ struct Inverter::Impl {
             res.field = p;
             res.residual = residual(c, f);
             if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(res.residual)) {
+                res.field = {static_cast<float>(kNaN), static_cast<float>(kNaN)};
+                res.residual = kNaN;
                 res.status = InverseStatus::NotFinite;
                 return res;
             }

@@ -123,6 +123,12 @@ TEST(Inverse, ClearFailuresOutsideTheField) {
     const float inf = std::numeric_limits<float>::infinity();
     EXPECT_EQ(inv.invert({nan, 100.0f}).status, InverseStatus::NotFinite);
     EXPECT_EQ(inv.invert({100.0f, inf}).status, InverseStatus::NotFinite);
+    // A grid node that is not a number spoils the correction around it.
+    tagLenPar broken = par;
+    broken.Stacks[0].Points[40].RealX = nan;  // the centre of the 9 x 9 grid
+    res = Inverter(broken).invert(forward(par, {0.5f, 0.5f}));
+    EXPECT_EQ(res.status, InverseStatus::NotFinite);
+    EXPECT_TRUE(std::isnan(res.field.x) && std::isnan(res.residual));
     EXPECT_STREQ(vrncal::inverseStatusText(InverseStatus::OutsideField), "outside the calibrated field");
 }
 
