@@ -221,8 +221,8 @@ int run_evaluate(const EvaluateArgs& a) {
         status = 1;
     }
     if (verified.has_measured && !(verified.measured_max <= *a.tolerance)) {
-        fmt::print(stderr, "vrncal: {}: largest measured landing error {:.4g} {} exceeds the tolerance {} {}\n", a.file,
-                   verified.measured_max, verified.unit, *a.tolerance, verified.unit);
+        fmt::print(stderr, "vrncal: {}: largest measured landing error {:.{}f} {} exceeds the tolerance {} {}\n",
+                   a.file, verified.measured_max, verified.decimals, verified.unit, *a.tolerance, verified.unit);
         status = 1;
     }
     return status;

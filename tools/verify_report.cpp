@@ -50,6 +50,7 @@ VerifySections verify_sections(const Calibration& cal, const std::string& name, 
     const LengthUnit unit = length_unit(o.units);
     VerifySections out;
     out.unit = unit.name;
+    out.decimals = unit.decimals;
     if (!o.measured.empty()) {
         const auto marks = read_verification(o.measured);
         check_drives(cal.par, o.measured, marks);

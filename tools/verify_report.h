@@ -29,6 +29,7 @@ struct VerifySections {
     bool has_measured = false;
     double measured_max = 0.0;  // report unit; NaN when an error is not a number
     std::string unit;           // the report unit's name
+    int decimals = 2;           // for lengths in it
 };
 
 // Throws Error for a file that cannot be read or marks made through another
