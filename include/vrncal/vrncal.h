@@ -15,5 +15,8 @@
 #include "vrncal/facade.h"
 #include "vrncal/batch.h"
 #include "vrncal/inverse.h"
+#include "vrncal/file_io.h"
+#include "vrncal/validate.h"
+#include "vrncal/version.h"
 
 #endif
