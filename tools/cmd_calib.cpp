@@ -11,7 +11,10 @@
 #include "print.h"
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
+#include "workflow/fit_report.h"
 #include "workflow/inspect.h"
+#include "workflow/lens.h"
+#include "workflow/measured_head.h"
 #include "workflow/table_file.h"
 
 namespace vrncal::tools {
@@ -109,34 +112,79 @@ void run_convert(const std::string& in, const std::string& out, const std::strin
     for (const auto& d : lost) note(fmt::format("{}: not carried by the text form: {}", out, d));
 }
 
-void run_fit(const std::string& in, const std::string& out, std::optional<double> field_size, const Context& ctx) {
-    Calibration cal = load(in, ctx, field_size);
+struct FitArgs {
+    std::string in, out, lens, head, measured, units = "mm";
+    std::optional<double> field_size;
+};
+
+std::string opt_cell(const std::optional<double>& v, int decimals) {
+    return v ? fmt::format("{:>9.{}f}", *v, decimals) : fmt::format("{:>9}", "-");
+}
+
+void run_fit(const FitArgs& a, const Context& ctx) {
+    const LengthUnit unit = length_unit(a.units);
+    Calibration cal = load(a.in, ctx, a.field_size);
     // A data file may be replaced by its own refit (it keeps its form, and
     // the command says so); a table may not.
-    const bool replaced = !out.empty() && same_file(in, out);
+    const bool replaced = !a.out.empty() && same_file(a.in, a.out);
     if (replaced && !cal.data_file)
         throw ToolError(fmt::format("fit: {} is the input, a correction table, and would be replaced by a binary "
                                     "data file; name another output",
-                                    out));
-    NineFit fit = fit_nine_points(cal.par);
-    std::string s = fmt::format("{}: nine-point fit\n", in);
-    const auto refit = coefficients(fit.fitted.CalCoefs);
+                                    a.out));
+    std::unique_ptr<Head> head;
+    if (!a.lens.empty()) head = std::make_unique<LensModel>(read_lens_file(a.lens));
+    if (!a.head.empty()) head = std::make_unique<MeasuredHead>(read_measured_head(a.head));
+    if (head) head->check_range(cal.par);
+    std::vector<VerificationMark> marks;
+    if (!a.measured.empty()) marks = read_verification(a.measured);
+    const FitReport r = fit_report(cal.par, unit, head.get(), a.measured.empty() ? nullptr : &marks, a.measured);
+    const int dec = unit.decimals;
+
+    std::string s = fmt::format("{}: nine-point fit\n", a.in);
+    const auto refit = coefficients(r.fit.fitted.CalCoefs);
     const auto stored = coefficients(cal.par.CalCoefs);
     for (std::size_t i = 0; i < refit.size(); ++i) {
         const bool same = std::memcmp(&refit[i].value, &stored[i].value, sizeof(double)) == 0;
         s += fmt::format("  {:<9}{:<24}{}\n", refit[i].name, fmt::format("{}", refit[i].value),
                          same || !cal.data_file ? "" : fmt::format("(stored: {})", stored[i].value));
     }
-    s += "  point  nominal            measured                   fit residual (um)\n";
-    for (std::size_t i = 0; i < fit.residuals.size(); ++i) {
-        const auto& r = fit.residuals[i];
-        s += fmt::format("  {:<6} {:<18} {:<26} {:8.2f} {:8.2f}\n", i, fmt::format("({}, {})", r.point.X, r.point.Y),
-                         fmt::format("({}, {})", r.point.RealX, r.point.RealY), r.dx_um, r.dy_um);
+    s += fmt::format("  what the model leaves at the nine points ({}; {})\n", unit.name, unit.field);
+    s += "  point  nominal            measured                   fit residual       dx        dy";
+    if (head) s += "  head: model    whole";
+    if (!a.measured.empty()) s += "  measured";
+    s += "\n";
+    for (std::size_t i = 0; i < 9; ++i) {
+        const auto& p = r.fit.residuals[i].point;
+        const NineTarget& t = r.targets[i];
+        s += fmt::format("  {:<6} {:<18} {:<26} {:>12.{}f} {:>9.{}f} {:>9.{}f}", i, fmt::format("({}, {})", p.X, p.Y),
+                         fmt::format("({}, {})", p.RealX, p.RealY), t.residual, dec, t.dx, dec, t.dy, dec);
+        if (head) s += fmt::format("  {}{}", opt_cell(t.model_error, dec), opt_cell(t.full_error, dec));
+        if (!a.measured.empty()) s += fmt::format(" {}", opt_cell(t.measured_error, dec));
+        s += "\n";
     }
+    s += "  (fit residual: how far the correction of the measured position drives from the linear\n"
+         "  drive of the nominal one, in the field)\n";
+    if (head)
+        s += "  (head: the landing error on the simulated head with the nine-point model alone, and with\n"
+             "  the whole calibration)\n";
+    if (!a.measured.empty())
+        s += fmt::format("  (measured: {} of the nine points found in {}{})\n", r.measured_found, a.measured,
+                         r.measured_through.empty() ? "" : ", marked through " + r.measured_through);
+    for (const GridFit& g : r.grids)
+        s += fmt::format("  {}x{} grid: measured - nominal  largest {:.{}f} {}, rms {:.{}f} {}\n", g.size, g.size, g.max,
+                         dec, unit.name, g.rms, dec, unit.name);
     print("{}", s);
-    if (!out.empty()) {
-        save_data_file(fit.fitted, out, replaced ? std::vector<std::string>{} : std::vector<std::string>{in});
-        print("{} {}\n", replaced ? "replaced" : "wrote", out);
+    for (const GridFit& g : r.grids)
+        if (g.looks_linear)
+            warn(fmt::format("{}: the {}x{} grid looks measured with the head driven linearly: at the nine points it "
+                             "deviates as the nine points do ({:.{}f} {} from their deviations, {:.{}f} {} from "
+                             "nominal), but the correction takes a grid as what the stages before it leave; mark it "
+                             "through the table (vrncal plan job --stage {}) or import it with --single-pass",
+                             a.in, g.size, g.size, g.to_nine, dec, unit.name, g.to_nominal, dec, unit.name, g.size));
+    if (!a.out.empty()) {
+        tagLenPar fitted = r.fit.fitted;
+        save_data_file(fitted, a.out, replaced ? std::vector<std::string>{} : std::vector<std::string>{a.in});
+        print("{} {}\n", replaced ? "replaced" : "wrote", a.out);
     }
 }
 
@@ -188,18 +236,26 @@ void add_convert_command(CLI::App& app, Context& ctx) {
 
 void add_fit_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("fit", "Fit the nine-point coefficients and show how well they fit");
-    auto in = std::make_shared<std::string>();
-    auto out = std::make_shared<std::string>();
-    auto field_size = std::make_shared<std::optional<double>>();
-    cmd->add_option("FILE", *in, "Calibration data file or correction table")->required();
-    cmd->add_option("-o,--output", *out, "Also save the fitted calibration as a data file");
-    add_field_size_option(cmd, *field_size);
+    auto a = std::make_shared<FitArgs>();
+    cmd->add_option("FILE", a->in, "Calibration data file or correction table")->required();
+    cmd->add_option("-o,--output", a->out, "Also save the fitted calibration as a data file");
+    auto* lens = cmd->add_option("--lens", a->lens, "Lens file of a simulated head: the landing error at the nine points");
+    auto* head = cmd->add_option("--head", a->head, "Measured head data (CSV of u,v,x,y) instead of a lens");
+    lens->excludes(head);
+    cmd->add_option("--measured", a->measured,
+                    "Verification file: the landing error measured at the nine points (marks at their positions)");
+    cmd->add_option("--units", a->units, "What a field unit is: mm (reports in um) or field (default mm)");
+    add_field_size_option(cmd, a->field_size);
     cmd->footer("Prints the coefficients (for a data file, the stored value where it differs from the\n"
-                "refit) and, for each of the nine points, how far the correction of its measured\n"
-                "position drives from where its nominal position was driven.\n\nExample:\n"
-                "  vrncal fit examples/sample.cor");
+                "refit); for each of the nine points, how far the correction of its measured position\n"
+                "drives from where its nominal position was driven (what the model leaves there); and\n"
+                "each grid's largest and RMS deviation from nominal.  A grid that looks measured with the\n"
+                "head driven linearly gets a warning.  With --lens or --head, the landing error at the nine\n"
+                "points on the simulated head; with --measured, the error measured there.\n\nExamples:\n"
+                "  vrncal fit examples/sample.cor\n"
+                "  vrncal fit examples/sample.cor --lens examples/lens.ini");
     add_force_flag(cmd, ctx);
-    cmd->callback([=, &ctx] { run_fit(*in, *out, *field_size, ctx); });
+    cmd->callback([a, &ctx] { run_fit(*a, ctx); });
 }
 
 bool text_output(const std::string& path, const std::string& format) {

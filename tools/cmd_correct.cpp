@@ -43,7 +43,7 @@ void BlockCorrector::run(const tagKelPointF* in, tagKelPointF* out, std::size_t 
 }
 
 CorrectCount correct_points(const tagLenPar& par, Conversion conv, const std::string& points,
-                            const std::string& output, const CorrectChecks& checks) {
+                            const std::string& output, const CorrectChecks& checks, bool echo) {
     RowReader reader(points, 2);
     std::unique_ptr<AtomicFile> file;
     std::FILE* out = stdout;
@@ -66,7 +66,14 @@ CorrectCount correct_points(const tagLenPar& par, Conversion conv, const std::st
         if (half > 0.0)
             for (std::size_t i = 0; i < n; ++i) count.outside += std::fabs(in[i].x) > half || std::fabs(in[i].y) > half;
         corrector.run(in.data(), dev.data(), n);
-        append_points(buf, dev.data(), n);
+        if (!echo) {
+            append_points(buf, dev.data(), n);
+        } else {
+            for (std::size_t i = 0; i < n; ++i) {
+                fmt::format_to(std::back_inserter(buf), "{} {} ", in[i].x, in[i].y);
+                append_point(buf, dev[i]);
+            }
+        }
         flush_buffer(buf, out, out_name);
     }
     if (checks.strict && count.outside > 0)
@@ -88,6 +95,7 @@ struct CorrectOptions {
     std::vector<float> shift;
     bool linear = false;
     bool strict = false;
+    bool echo = false;
 };
 
 // Option values that would give wrong counts without a word.
@@ -126,8 +134,8 @@ void run_correct(const CorrectOptions& o, const Context& ctx) {
     // range clamps).
     const bool calibrated = conv != Conversion::Linear && par.CalMode != 0;
     const double half = 0.5 * (calibrated ? par.ValSize : par.FieldSize);
-    const CorrectCount count =
-        correct_points(par, conv, o.points, o.output, CorrectChecks{{o.calibration, o.points, o.box}, half, o.strict});
+    const CorrectCount count = correct_points(par, conv, o.points, o.output,
+                                              CorrectChecks{{o.calibration, o.points, o.box}, half, o.strict}, o.echo);
     if (count.outside > 0) note((o.points == "-" ? "standard input" : o.points) + ": " + outside_text(count, half, par));
 }
 
@@ -157,6 +165,7 @@ void add_correct_command(CLI::App& app, Context& ctx) {
                   "Fail (status 1, no output file) when a point lies outside the calibrated field");
     add_force_flag(cmd, ctx);
     linear->excludes(mode)->excludes(scale)->excludes(shift);
+    cmd->add_flag("--echo", o->echo, "Print each field point before its device point: 'x y u v'");
     cmd->footer("Each output line is 'x y' in device counts (0 .. Resolution), in the shortest form that\n"
                 "reads back as the same float.  --scale or --shift switch on the scale-and-shift\n"
                 "conversion; a calibration file does not store the correction mode, so grid is the\n"

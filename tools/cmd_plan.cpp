@@ -7,9 +7,11 @@
 #include "errors.h"
 #include "print.h"
 #include "workflow/atomic_file.h"
+#include "workflow/calfile.h"
 #include "workflow/measure.h"
 #include "workflow/numbers.h"
 #include "workflow/plan.h"
+#include "workflow/verification.h"
 
 namespace vrncal::tools {
 
@@ -50,12 +52,12 @@ struct JobArgs {
 void require_outputs(const JobArgs& a) {
     if (a.job.empty() && a.templ.empty())
         throw ToolError("plan: name the job to write (--job), the template (--template) or both");
+    if (!a.job.empty() && !a.templ.empty() && a.job != "-" && (a.job == a.templ || same_file(a.job, a.templ)))
+        throw ToolError("plan: --job and --template name the same file");
 }
 
 void write_job(const JobArgs& a, const Context& ctx) {
     require_outputs(a);
-    if (!a.job.empty() && !a.templ.empty() && a.job != "-" && (a.job == a.templ || same_file(a.job, a.templ)))
-        throw ToolError("plan: --job and --template name the same file");
     const TableFile table = read_table_file(a.table, load_options(ctx, a.field_size));
     const StageJob job = stage_job(table, parse_stage(a.stage), a.linear);
     if (!a.job.empty()) write_output(a.job, job_text(job.marks), {a.table});
@@ -118,6 +120,27 @@ void run_import(const ImportArgs& a, const Context& ctx) {
     }
 }
 
+struct VerifyArgs {
+    JobArgs job;
+    int pattern = 21;
+};
+
+void write_verification_job(const VerifyArgs& a, const Context& ctx) {
+    require_outputs(a.job);
+    const Calibration cal = load(a.job.table, ctx, a.job.field_size);
+    const auto marks = verification_marks(cal.par, a.pattern);
+    if (!a.job.job.empty()) write_output(a.job.job, job_text(marks), {a.job.table});
+    if (!a.job.templ.empty()) write_output(a.job.templ, template_text(marks), {a.job.table});
+    const std::string& shown = a.job.job.empty() ? a.job.templ : a.job.job;
+    if (shown != "-")
+        print("{}: verification job, {} x {} targets over +-{}, driven through the whole calibration\n", shown,
+              a.pattern, a.pattern, fmt_num(0.5 * cal.par.ValSize));
+    if (!a.job.templ.empty() && a.job.templ != "-")
+        print("{}: measurement template: fill in measured_x and measured_y (field units, the frame of x and y), "
+              "then: vrncal evaluate {} --measured {}\n",
+              a.job.templ, a.job.table, a.job.templ);
+}
+
 void add_job_outputs(CLI::App* cmd, JobArgs& a) {
     cmd->add_option("--job", a.job, "Marking job to write (CSV: index,row,column,x,y,u,v), '-' for standard output");
     cmd->add_option("--template", a.templ, "Measurement template to write (the job plus empty measured_x,measured_y)");
@@ -171,6 +194,19 @@ void add_plan_command(CLI::App& app, Context& ctx) {
                 "\n\nExample:\n  vrncal plan job head.cor --stage 17 --job grid17.csv --template grid17-m.csv");
     add_force_flag(job, ctx);
     job->callback([j, &ctx] { write_job(*j, ctx); });
+
+    auto v = std::make_shared<VerifyArgs>();
+    auto* verify = cmd->add_subcommand("verify", "Write a verification job: targets marked through the whole calibration");
+    verify->add_option("TABLE", v->job.table, "Calibration (correction table or data file)")->required();
+    verify->add_option("--pattern", v->pattern, "Targets per side over +-ValSize/2 (default 21)");
+    add_field_size_option(verify, v->job.field_size);
+    add_job_outputs(verify, v->job);
+    verify->footer("Mark the job on the machine, measure where each mark landed, fill in the template and\n"
+                   "let 'vrncal evaluate TABLE --measured FILE' report the landing error.  The targets are\n"
+                   "those of 'evaluate --pattern N', so a simulated head gives the same numbers both ways.\n\n"
+                   "Example:\n  vrncal plan verify head.cor --pattern 21 --template verify-m.csv");
+    add_force_flag(verify, ctx);
+    verify->callback([v, &ctx] { write_verification_job(*v, ctx); });
 }
 
 void add_measure_command(CLI::App& app, Context& ctx) {

@@ -11,6 +11,7 @@
 #include "errors.h"
 #include "plot.h"
 #include "print.h"
+#include "verify_report.h"
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/evaluate.h"
@@ -19,6 +20,7 @@
 #include "workflow/numbers.h"
 #include "workflow/simulate.h"
 #include "workflow/table_file.h"
+#include "workflow/verification.h"
 
 namespace vrncal::tools {
 
@@ -186,6 +188,7 @@ void run_simulate(const SimulateArgs& a, const Context& ctx) {
 struct EvaluateArgs {
     std::string file;
     HeadOptions head;
+    VerifyOptions verify;
     std::optional<double> field_size;
     int pattern = 101;
     bool json = false;
@@ -194,33 +197,44 @@ struct EvaluateArgs {
 
 int run_evaluate(const EvaluateArgs& a, const Context& ctx) {
     if (a.tolerance && !(*a.tolerance >= 0.0 && std::isfinite(*a.tolerance)))
-        throw ToolError(fmt::format("evaluate: --tolerance {} is not a finite number of um, 0 or more", *a.tolerance));
+        throw ToolError(fmt::format("evaluate: --tolerance {} is not a finite number, 0 or more", *a.tolerance));
     const Calibration cal = load(a.file, ctx, a.field_size);
-    const auto head = resolve_head(a.head, "evaluate", NoHead::Refused);
-    head->check_range(cal.par);
+    const auto head = resolve_head(a.head, "evaluate", a.verify.any() ? NoHead::None : NoHead::Refused);
+    if (head) head->check_range(cal.par);
     if (a.pattern < 2 || a.pattern > 2001) throw ToolError("evaluate: --pattern must be 2 to 2001 points per side");
-    const auto stages = evaluate_stages(*head, cal.par, a.pattern);
+    const auto stages = head ? evaluate_stages(*head, cal.par, a.pattern) : std::vector<Stage>{};
+    const VerifySections verified = verify_sections(cal, a.file, a.verify);
     if (a.json) {
         nlohmann::ordered_json j;
         j["file"] = a.file;
-        j["points"] = a.pattern * a.pattern;
         j["field"] = cal.par.ValSize;
-        auto& arr = j["stages"] = nlohmann::ordered_json::array();
-        for (const auto& s : stages)
-            arr.push_back({{"stage", s.name}, {"max_um", s.stats.max}, {"rms_um", s.stats.rms}, {"p95_um", s.stats.p95}});
+        if (head) {
+            j["points"] = a.pattern * a.pattern;
+            auto& arr = j["stages"] = nlohmann::ordered_json::array();
+            for (const auto& s : stages)
+                arr.push_back({{"stage", s.name},
+                               {"max_um", number_or_null(s.stats.max)},
+                               {"rms_um", number_or_null(s.stats.rms)},
+                               {"p95_um", number_or_null(s.stats.p95)}});
+        }
+        for (const auto& [key, value] : verified.json.items()) j[key] = value;
         print("{}\n", j.dump(2));
     } else {
-        std::size_t w = 5;
-        for (const auto& s : stages) w = std::max(w, s.name.size());
-        std::string out = fmt::format("{}: landing error over {} x {} targets in +-{} (um)\n", a.file, a.pattern,
-                                      a.pattern, 0.5 * cal.par.ValSize);
-        out += fmt::format("  {:<{}}  {:>9}  {:>9}  {:>9}\n", "stage", w, "max", "rms", "p95");
-        for (const auto& s : stages)
-            out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
-                               s.stats.p95);
-        print("{}", out);
+        std::string out;
+        if (head) {
+            std::size_t w = 5;
+            for (const auto& s : stages) w = std::max(w, s.name.size());
+            out = fmt::format("{}: landing error over {} x {} targets in +-{} (um)\n", a.file, a.pattern, a.pattern,
+                              0.5 * cal.par.ValSize);
+            out += fmt::format("  {:<{}}  {:>9}  {:>9}  {:>9}\n", "stage", w, "max", "rms", "p95");
+            for (const auto& s : stages)
+                out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
+                                   s.stats.p95);
+        }
+        print("{}{}", out, verified.text);
     }
     if (!a.tolerance) return 0;
+    int status = 0;
     // A landing error that is not a number fails any tolerance.
     for (const auto& s : stages)
         if (s.stats.not_finite > 0) {
@@ -228,18 +242,23 @@ int run_evaluate(const EvaluateArgs& a, const Context& ctx) {
                                     a.file, s.stats.not_finite, s.stats.count, s.name));
             return 1;
         }
-    if (!(stages.back().stats.max <= *a.tolerance)) {
-        print_error(fmt::format("{}: largest landing error {:.2f} um exceeds the tolerance {} um", a.file,
-                                stages.back().stats.max, *a.tolerance));
-        return 1;
+    if (head && !(stages.back().stats.max <= *a.tolerance)) {
+        print_error(fmt::format("{}: largest landing error {:.2f} um on the simulated head exceeds the tolerance {} um",
+                                a.file, stages.back().stats.max, *a.tolerance));
+        status = 1;
     }
-    return 0;
+    if (verified.has_measured && !(verified.measured_max <= *a.tolerance)) {
+        print_error(fmt::format("{}: largest measured landing error {:.{}f} {} exceeds the tolerance {} {}", a.file,
+                                verified.measured_max, verified.decimals, verified.unit, *a.tolerance, verified.unit));
+        status = 1;
+    }
+    return status;
 }
 
 // ---- plot -------------------------------------------------------------
 
 struct PlotArgs {
-    std::string file, output, size = "900x820";
+    std::string file, output, size = "900x820", measured, units = "mm";
     HeadOptions head;
     std::optional<double> field_size;
     std::optional<double> factor;
@@ -262,8 +281,18 @@ void run_plot(const PlotArgs& a, const Context& ctx) {
     if (a.factor && !(*a.factor > 0.0 && std::isfinite(*a.factor)))
         throw ToolError("plot: --exaggerate must be a finite number above 0");
     PlotData d = plot_data(par, a.lines, a.factor, head.get());
+    if (!a.measured.empty()) {
+        // The measured errors as arrows; the drive lines give way to them.
+        const LengthUnit unit = length_unit(a.units);
+        const auto marks = read_verification(a.measured);
+        check_drives(par, a.measured, marks);
+        PlotData m = measured_plot_data(par, landing_report(par, marks, unit), unit, a.factor);
+        m.cells = d.cells;
+        m.error_um = std::move(d.error_um);
+        d = std::move(m);
+    }
     d.title = a.file;
-    render_plot(d, a.output, width, height, {a.file, a.head.lens_file, a.head.head_file});
+    render_plot(d, a.output, width, height, {a.file, a.head.lens_file, a.head.head_file, a.measured});
 }
 
 }  // namespace
@@ -309,17 +338,28 @@ void add_evaluate_command(CLI::App& app, Context& ctx) {
     auto a = std::make_shared<EvaluateArgs>();
     cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
     add_head_files(cmd, a->head, "Lens file of the simulated head (INI, [lens] section)");
+    add_verify_options(cmd, a->verify);
     add_field_size_option(cmd, a->field_size);
     cmd->add_option("--pattern", a->pattern, "Targets per side of the dense pattern (default 101)");
     cmd->add_option("--tolerance", a->tolerance,
-                    "Exit with status 1 when the final largest error exceeds this (um), or any error is not a "
-                    "number");
+                    "Exit with status 1 when the final largest error (simulated or measured) exceeds this (um), or "
+                    "is not a number");
     cmd->add_flag("--json", a->json, "Print the table as JSON");
     cmd->footer(std::string("Drives the simulated head (--lens or --head) over an n x n pattern of targets spanning "
                             "+-ValSize/2,\nfirst linearly, then through the nine-point correction alone, then adding "
                             "the grids one by\none, and reports the distance between target and landing: largest, "
-                            "root mean square\nand 95th percentile.\n\n") +
-                kModelHelp + "\n\nExample:\n  vrncal evaluate examples/sample.cor --lens examples/lens.ini");
+                            "root mean square\nand 95th percentile.\n\n"
+                            "--measured reports the landing error measured on the machine: a verification file\n"
+                            "(from 'vrncal plan verify', marked and measured) holds targets x,y and where their\n"
+                            "marks landed, measured_x,measured_y (a drive u,v, when given, must be what FILE\n"
+                            "drives the target to); overall and by ring: inner, middle and outer third of\n"
+                            "+-ValSize/2 by max(|x|,|y|).  --holdout leaves every other node of the finest grid\n"
+                            "out, rebuilds the correction from the rest and reports how far it drives from the\n"
+                            "full one at the left-out nodes: what halving the grid's density costs.\n\n") +
+                 kModelHelp +
+                 "\n\nExamples:\n  vrncal evaluate examples/sample.cor --lens examples/lens.ini\n"
+                 "  vrncal evaluate head.cor --measured verify-m.csv --tolerance 50\n"
+                 "  vrncal evaluate examples/sample.cor --holdout");
     add_force_flag(cmd, ctx);
     cmd->callback([a, &ctx] { ctx.status = run_evaluate(*a, ctx); });
 }
@@ -331,10 +371,14 @@ void add_plot_command(CLI::App& app, Context& ctx) {
     cmd->add_option("-o,--output", a->output, "Picture to write: .png or .svg")->required();
     add_head_files(cmd, a->head, "Lens file: adds the landing error as a colour map");
     add_field_size_option(cmd, a->field_size);
+    cmd->add_option("--measured", a->measured,
+                    "Verification file: draw the measured landing errors as arrows instead of the drive lines");
+    cmd->add_option("--units", a->units, "With --measured: what a field unit is, mm or field (default mm)");
     cmd->add_option("--exaggerate", a->factor, "Factor for the drive deviations (default: chosen to be visible)");
     cmd->add_option("--size", a->size, "WIDTHxHEIGHT in pixels (default 900x820)");
     cmd->add_option("--lines", a->lines, "Grid lines per direction (default 17)");
-    cmd->footer("Example:\n  vrncal plot examples/sample.cor --lens examples/lens.ini -o sample.png");
+    cmd->footer("Examples:\n  vrncal plot examples/sample.cor --lens examples/lens.ini -o sample.png\n"
+                "  vrncal plot head.cor --measured verify-m.csv -o measured.png");
     add_force_flag(cmd, ctx);
     cmd->callback([a, &ctx] { run_plot(*a, ctx); });
 }

@@ -28,6 +28,8 @@ void add_points_command(CLI::App& app, Context& ctx);
 void add_simulate_command(CLI::App& app, Context& ctx);
 void add_evaluate_command(CLI::App& app, Context& ctx);
 void add_plot_command(CLI::App& app, Context& ctx);
+void add_inverse_command(CLI::App& app, Context& ctx);
+void add_diff_command(CLI::App& app, Context& ctx);
 void add_plan_command(CLI::App& app, Context& ctx);
 void add_measure_command(CLI::App& app, Context& ctx);
 

@@ -33,10 +33,11 @@ struct CorrectCount {
 
 // Reads field points from `points` ("-": standard input), converts them and
 // writes one "x y" line per point to `output` ("" or "-": standard output;
-// a file is written whole or not at all).  Throws ToolError naming the file
-// and line of a bad point, or (strict) the count of points outside.
+// a file is written whole or not at all); with echo, "x y u v", the field
+// point before its device point.  Throws ToolError naming the file and line
+// of a bad point, or (strict) the count of points outside.
 CorrectCount correct_points(const tagLenPar& par, Conversion conv, const std::string& points,
-                            const std::string& output, const CorrectChecks& checks = {});
+                            const std::string& output, const CorrectChecks& checks = {}, bool echo = false);
 
 class BlockCorrector {
 public:

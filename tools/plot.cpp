@@ -65,20 +65,24 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
     cairo_show_text(cr, d.title.c_str());
     cairo_set_font_size(cr, 12);
     cairo_move_to(cr, left, 44);
-    cairo_show_text(cr, fmt::format("drive positions of the correction, deviations from nominal x {} "
-                                    "(largest {:.1f} µm before exaggeration)",
-                                    number(d.factor), d.max_deviation * 1000.0)
-                            .c_str());
+    cairo_show_text(cr, !d.subtitle.empty() ? d.subtitle.c_str()
+                                            : fmt::format("drive positions of the correction, deviations from "
+                                                          "nominal x {} (largest {:.1f} µm before exaggeration)",
+                                                          number(d.factor), d.max_deviation * 1000.0)
+                                                  .c_str());
 
     // Error colour map over the calibrated field.
     double scale_max = 1.0;
     if (colour) {
-        const double emax = *std::max_element(d.error_um.begin(), d.error_um.end());
+        double emax = 0.0;  // NaN cells stay out of the scale and are drawn grey
+        for (double e : d.error_um)
+            if (std::isfinite(e)) emax = std::max(emax, e);
         scale_max = nice_ceiling(emax);
         const double cell = d.val_size / d.cells;
         for (int r = 0; r < d.cells; ++r)
             for (int c = 0; c < d.cells; ++c) {
-                const Rgb col = ramp(d.error_um[static_cast<std::size_t>(r * d.cells + c)] / scale_max);
+                const double e = d.error_um[static_cast<std::size_t>(r * d.cells + c)];
+                const Rgb col = std::isfinite(e) ? ramp(e / scale_max) : Rgb{0.5, 0.5, 0.5};
                 cairo_set_source_rgb(cr, col.r, col.g, col.b);
                 const double fx = -0.5 * d.val_size + c * cell;
                 const double fy = 0.5 * d.val_size - r * cell;
@@ -116,6 +120,30 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
     cairo_set_line_width(cr, 1.6);
     cairo_set_source_rgb(cr, 0.84, 0.15, 0.16);
     for (const auto& line : d.drive) polyline(line);
+    // Arrows: a shaft and a head of two strokes; one that is not finite is
+    // marked with a cross, so it cannot pass for a short one.
+    for (const auto& a : d.arrows) {
+        const double x = sx(a.x), y = sy(a.y);
+        if (!std::isfinite(a.dx) || !std::isfinite(a.dy)) {
+            cairo_move_to(cr, x - 4, y - 4);
+            cairo_line_to(cr, x + 4, y + 4);
+            cairo_move_to(cr, x - 4, y + 4);
+            cairo_line_to(cr, x + 4, y - 4);
+            cairo_stroke(cr);
+            continue;
+        }
+        const double ex = sx(a.x + d.factor * a.dx), ey = sy(a.y + d.factor * a.dy);
+        cairo_move_to(cr, x, y);
+        cairo_line_to(cr, ex, ey);
+        const double len = std::hypot(ex - x, ey - y);
+        if (len > 1.0) {
+            const double ux = (ex - x) / len, uy = (ey - y) / len, head = std::min(6.0, 0.4 * len);
+            cairo_move_to(cr, ex - head * (ux - 0.5 * uy), ey - head * (uy + 0.5 * ux));
+            cairo_line_to(cr, ex, ey);
+            cairo_line_to(cr, ex - head * (ux + 0.5 * uy), ey - head * (uy - 0.5 * ux));
+        }
+        cairo_stroke(cr);
+    }
 
     // Legend.
     const double ly = y0 + side + 40;
@@ -128,14 +156,18 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
     cairo_set_source_rgb(cr, 0.1, 0.1, 0.1);
     cairo_move_to(cr, left + 32, ly + 4);
     cairo_show_text(cr, "nominal grid (field units)");
-    cairo_set_line_width(cr, 1.6);
-    cairo_set_source_rgb(cr, 0.84, 0.15, 0.16);
-    cairo_move_to(cr, left + 230, ly);
-    cairo_line_to(cr, left + 256, ly);
-    cairo_stroke(cr);
-    cairo_set_source_rgb(cr, 0.1, 0.1, 0.1);
-    cairo_move_to(cr, left + 262, ly + 4);
-    cairo_show_text(cr, fmt::format("corrected drive position, deviation x {}", number(d.factor)).c_str());
+    if (!d.drive.empty() || !d.arrows.empty()) {
+        cairo_set_line_width(cr, 1.6);
+        cairo_set_source_rgb(cr, 0.84, 0.15, 0.16);
+        cairo_move_to(cr, left + 230, ly);
+        cairo_line_to(cr, left + 256, ly);
+        cairo_stroke(cr);
+        cairo_set_source_rgb(cr, 0.1, 0.1, 0.1);
+        cairo_move_to(cr, left + 262, ly + 4);
+        cairo_show_text(cr, (d.drive.empty() ? fmt::format("{}, x {}", d.arrow_label, number(d.factor))
+                                             : fmt::format("corrected drive position, deviation x {}", number(d.factor)))
+                                .c_str());
+    }
 
     // Colour scale bar.
     if (colour) {
@@ -163,7 +195,7 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
         cairo_save(cr);
         cairo_move_to(cr, bx - 6, by + bh / 2 + 80);
         cairo_rotate(cr, -M_PI / 2);
-        cairo_show_text(cr, "landing error after correction (µm)");
+        cairo_show_text(cr, d.colour_label.empty() ? "landing error after correction (µm)" : d.colour_label.c_str());
         cairo_restore(cr);
     }
 }

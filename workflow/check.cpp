@@ -101,7 +101,7 @@ Examination examine_calibration(const std::string& path, const std::string& byte
     }
     if (e.data_file) check_data_file_points(e.par, e.findings);
     for (std::size_t g = 0; g < e.par.Stacks.size(); ++g)
-        if (grid_looks_single_pass(e.par, e.par.Stacks[g]))
+        if (double to_nine = 0.0, to_nominal = 0.0; grid_looks_linear(e.par, e.par.Stacks[g], to_nine, to_nominal))
             e.findings.push_back(
                 {0, Finding::Error,
                  fmt::format("grid {} ({} x {}) looks measured with the head driven linearly (a single pass): at the "

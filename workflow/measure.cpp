@@ -305,18 +305,18 @@ std::string size_list(const std::vector<int>& sizes) {
 
 }  // namespace
 
-bool grid_looks_single_pass(const tagLenPar& cal, const tagStack& grid) {
+bool grid_looks_linear(const tagLenPar& cal, const tagStack& grid, double& to_nine, double& to_nominal) {
+    to_nine = to_nominal = 0.0;
     const int n = grid.Size;
-    const std::size_t count = n > 0 ? static_cast<std::size_t>(n) * static_cast<std::size_t>(n) : 0;
-    if (n < 3 || n % 2 == 0 || grid.Points.size() < count) return false;
-    std::vector<Mark> marks(count);
+    if (n < 3 || n % 2 == 0 || grid.Points.size() < static_cast<std::size_t>(n) * static_cast<std::size_t>(n))
+        return false;
+    std::vector<Mark> marks(static_cast<std::size_t>(n) * static_cast<std::size_t>(n));
     Matched m;
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < marks.size(); ++i) {
         marks[i].x = grid.Points[i].X;
         marks[i].y = grid.Points[i].Y;
         m.measured.push_back(tagKelPointF{grid.Points[i].RealX, grid.Points[i].RealY});
     }
-    double to_nine = 0.0, to_nominal = 0.0;
     return looks_linear(cal, n, marks, m, to_nine, to_nominal);
 }
 

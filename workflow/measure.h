@@ -47,12 +47,14 @@ ImportResult prepare_import(const TableFile& table, const std::string& path, con
 // holds the imported points, every other stage is as it was.
 void write_import(const TableFile& table, const ImportResult& result);
 
-// True when a grid of a loaded calibration looks measured with the head
-// driven linearly (a single pass over the raw head): at the nine calibration
-// points it deviates as the nine-point measurement did, where a grid marked
-// through the correction deviates only by what the nine-point fit leaves.
-// Such a grid, taken as it stands, doubles the correction.
-bool grid_looks_single_pass(const tagLenPar& cal, const tagStack& grid);
+// How a grid a calibration holds was driven, judged as the import judges a
+// measurement: true when it looks marked with the head driven linearly (at
+// the nine calibration points it deviates as the nine points did, rather
+// than by what the nine-point model leaves).  to_nine and to_nominal: the
+// RMS distance there, field units, from the nine points' deviations and
+// from nominal.  A grid of an even size or with missing points is judged
+// not linear.
+bool grid_looks_linear(const tagLenPar& cal, const tagStack& grid, double& to_nine, double& to_nominal);
 
 // The residual form of a grid marked with the head driven linearly: for
 // each mark, the deviation that makes the correction of drive (the table

@@ -29,9 +29,21 @@ struct PlotData {
     double factor = 1.0;                             // exaggeration of the drive deviations
     double max_deviation = 0.0;                      // largest drive deviation, field units
     // Optional colour map of the landing error: cells x cells values in
-    // micrometres, row 0 at the top of the field.
+    // micrometres (or in the unit colour_label names), row 0 at the top of
+    // the field.
     int cells = 0;
     std::vector<double> error_um;
+    // Optional: a subtitle in place of the drive-position one, and the label
+    // of the colour scale in place of the landing error's.
+    std::string subtitle;
+    std::string colour_label;
+    // Optional arrows from (x, y) by factor times (dx, dy), field units:
+    // measured errors, or the moves between two calibrations.
+    struct Arrow {
+        double x, y, dx, dy;
+    };
+    std::vector<Arrow> arrows;
+    std::string arrow_label;  // what the arrows show, for the legend
 };
 
 // Grid lines per direction; factor: the exaggeration, chosen by auto_factor

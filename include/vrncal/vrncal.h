@@ -14,6 +14,7 @@
 #include "vrncal/string_util.h"
 #include "vrncal/facade.h"
 #include "vrncal/batch.h"
+#include "vrncal/inverse.h"
 #include "vrncal/file_io.h"
 #include "vrncal/validate.h"
 #include "vrncal/version.h"
