@@ -5,12 +5,14 @@
 #include <random>
 #include <vector>
 
-#include "calfile.h"
 #include "correct.h"
+#include "workflow/calfile.h"
 
 namespace {
 
 using namespace vrncal::tools;
+using vrncal::workflow::Calibration;
+using vrncal::workflow::load_calibration;
 
 std::vector<tagKelPointF> field_points(std::size_t n, double half) {
     std::mt19937_64 gen(1);

@@ -4,55 +4,15 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <vrncal/calib_alg.h>
-#include <vrncal/facade.h>
-
-#include "atomic_file.h"
-#include "calfile.h"
 #include "commands.h"
 #include "errors.h"
+#include "workflow/atomic_file.h"
+#include "workflow/calfile.h"
+#include "workflow/inspect.h"
 
 namespace vrncal::tools {
 
 namespace {
-
-struct Coef {
-    const char* name;
-    double value;
-};
-
-std::vector<Coef> coefficients(const tagCalCoefs& c) {
-    return {{"LinX", c.LinX},   {"QuadX", c.QuadX},   {"LinY", c.LinY},       {"QuadY", c.QuadY},
-            {"AxisXL", c.AxisXL}, {"AxisXR", c.AxisXR}, {"AxisYT", c.AxisYT}, {"AxisYB", c.AxisYB},
-            {"OX", c.OX},       {"OY", c.OY},         {"SXL", c.SXL},         {"SXR", c.SXR},
-            {"ScaleX", c.ScaleX}, {"SYT", c.SYT},     {"SYB", c.SYB},         {"ScaleY", c.ScaleY},
-            {"TXL", c.TXL},     {"TXR", c.TXR},       {"TYT", c.TYT},         {"TYB", c.TYB},
-            {"PLX", c.PLX},     {"PLY", c.PLY},       {"Y2XAngle", c.Y2XAngle}, {"k0", c.k[0]},
-            {"k1", c.k[1]},     {"k2", c.k[2]},       {"k3", c.k[3]}};
-}
-
-struct Deviation {
-    double max = 0.0;
-    double rms = 0.0;
-};
-
-// Largest and RMS distance of measured from nominal over a grid.
-Deviation deviation(const tagStack& s) {
-    Deviation d;
-    const std::size_t side = static_cast<std::size_t>(std::max(s.Size, 0));
-    const std::size_t n = std::min(s.Points.size(), side * side);
-    double sum = 0.0;
-    for (std::size_t i = 0; i < n; ++i) {
-        const auto& p = s.Points[i];
-        const double e = std::hypot(double{p.RealX} - p.X, double{p.RealY} - p.Y);
-        d.max = std::max(d.max, e);
-        sum += e * e;
-    }
-    if (n > 0) d.rms = std::sqrt(sum / static_cast<double>(n));
-    return d;
-}
-
-bool gains_in_use(const tagLenPar& p) { return p.grid == 1 && p.LineCount >= 1 && p.LineCount <= 99; }
 
 void run_info(const std::string& path, bool json) {
     const Calibration cal = load_calibration(path);
@@ -115,14 +75,6 @@ void run_info(const std::string& path, bool json) {
     fmt::print("{}", s);
 }
 
-void save_data_file(tagLenPar& par, const std::string& out) {
-    AtomicFile file(out);
-    file.close_stream();
-    VrnCal vc;
-    if (!vc.saveUcf(file.temp_path().c_str(), par)) throw ToolError(out + ": cannot write");
-    file.commit();
-}
-
 void run_convert(const std::string& in, const std::string& out) {
     Calibration cal = load_calibration(in);
     save_data_file(cal.par, out);
@@ -132,37 +84,24 @@ void run_convert(const std::string& in, const std::string& out) {
 
 void run_fit(const std::string& in, const std::string& out) {
     Calibration cal = load_calibration(in);
-    tagLenPar fitted = cal.par;
-    CCalibAlg::MVLSMCoef(fitted);
+    NineFit fit = fit_nine_points(cal.par);
     std::string s = fmt::format("{}: nine-point fit\n", in);
-    const auto refit = coefficients(fitted.CalCoefs);
+    const auto refit = coefficients(fit.fitted.CalCoefs);
     const auto stored = coefficients(cal.par.CalCoefs);
     for (std::size_t i = 0; i < refit.size(); ++i) {
         const bool same = std::memcmp(&refit[i].value, &stored[i].value, sizeof(double)) == 0;
         s += fmt::format("  {:<9}{:<24}{}\n", refit[i].name, fmt::format("{}", refit[i].value),
                          same || !cal.data_file ? "" : fmt::format("(stored: {})", stored[i].value));
     }
-    // How well the fit inverts the nine measurements: the correction of each
-    // measured position should drive the head where the nominal was driven.
-    tagLenPar nine = fitted;
-    nine.Stacks.clear();
-    nine.CalMode = 1;
-    VrnCal vc;
-    const double kc = nine.Resolution / nine.FieldSize;
     s += "  point  nominal            measured                   fit residual (um)\n";
-    for (int i = 0; i < 9; ++i) {
-        const tagCalData& c = nine.CalCoefs.Cal3Pnts[i];
-        tagKelPointF drive{};
-        vc.CalibPoint(nine, tagKelPointF{c.RealX, c.RealY}, drive);
-        tagKelPointF linear{};
-        vc.LP2DPEX_Cal(tagKelPointF{c.X, c.Y}, linear, nine);
-        s += fmt::format("  {:<6} {:<18} {:<26} {:8.2f} {:8.2f}\n", i, fmt::format("({}, {})", c.X, c.Y),
-                         fmt::format("({}, {})", c.RealX, c.RealY), (drive.x - linear.x) / kc * 1000.0,
-                         (drive.y - linear.y) / kc * 1000.0);
+    for (std::size_t i = 0; i < fit.residuals.size(); ++i) {
+        const auto& r = fit.residuals[i];
+        s += fmt::format("  {:<6} {:<18} {:<26} {:8.2f} {:8.2f}\n", i, fmt::format("({}, {})", r.point.X, r.point.Y),
+                         fmt::format("({}, {})", r.point.RealX, r.point.RealY), r.dx_um, r.dy_um);
     }
     fmt::print("{}", s);
     if (!out.empty()) {
-        save_data_file(fitted, out);
+        save_data_file(fit.fitted, out);
         fmt::print("wrote {}\n", out);
     }
 }

@@ -3,8 +3,8 @@
 #include <memory>
 #include <vector>
 
-#include "atomic_file.h"
-#include "calfile.h"
+#include "workflow/atomic_file.h"
+#include "workflow/calfile.h"
 #include "commands.h"
 #include "correct.h"
 #include "errors.h"

@@ -6,18 +6,14 @@
 #include <set>
 #include <vector>
 
-#include <vrncal/batch.h>
-#include <vrncal/facade.h>
-
-#include "atomic_file.h"
-#include "calfile.h"
 #include "commands.h"
 #include "errors.h"
-#include "lens.h"
-#include "numbers.h"
 #include "plot.h"
-#include "simulate.h"
-#include "stats.h"
+#include "workflow/calfile.h"
+#include "workflow/evaluate.h"
+#include "workflow/lens.h"
+#include "workflow/numbers.h"
+#include "workflow/simulate.h"
 
 namespace vrncal::tools {
 
@@ -60,8 +56,7 @@ LensModel resolve_lens(const LensOptions& o) {
     if (o.rotation) lens.rotation = *o.rotation;
     if (!o.offset.empty()) lens.offset_x = o.offset[0], lens.offset_y = o.offset[1];
     if (!o.gain.empty()) lens.gain_x = o.gain[0], lens.gain_y = o.gain[1];
-    if (!(lens.focal > 0.0)) throw ToolError("lens: the focal length must be positive");
-    if (!(lens.distance + lens.separation > 0.0)) throw ToolError("lens: distance + separation must be positive");
+    check_lens(lens);
     return lens;
 }
 
@@ -93,67 +88,12 @@ void run_simulate(const SimulateArgs& a) {
     if (!(a.val_size > 1.0) || !(a.val_size <= 100.0))
         throw ToolError("simulate: --val-size must be above 1 and at most the field size 100");
     if (!(a.noise >= 0.0)) throw ToolError("simulate: --noise must not be negative");
-    TableContent t = simulate_calibration(opt);
-    const LensModel& l = opt.lens;
-    t.comments.push_back("Simulated calibration, written by vrncal simulate.");
-    t.comments.push_back(fmt::format("lens: focal={} separation={} distance={} distortion={} rotation={}", l.focal,
-                                     l.separation, l.distance, l.distortion, l.rotation));
-    t.comments.push_back(fmt::format("      offset_x={} offset_y={} gain_x={} gain_y={}", l.offset_x, l.offset_y,
-                                     l.gain_x, l.gain_y));
-    std::string grids;
-    for (int n : opt.grids) grids += fmt::format(" {}", n);
-    t.comments.push_back(fmt::format("noise {} um, seed {}, grids{}", a.noise, a.seed, grids.empty() ? " none" : grids));
-    if (!a.save_lens.empty()) write_output(a.save_lens, lens_to_ini(l));
+    const TableContent t = simulate_calibration(opt);
+    if (!a.save_lens.empty()) write_output(a.save_lens, lens_to_ini(opt.lens));
     write_output(a.output, table_text(t));
 }
 
 // ---- evaluate ---------------------------------------------------------
-
-struct Stage {
-    std::string name;
-    ErrorStats stats;
-};
-
-// Targets of the dense pattern: n x n over the calibrated field.
-std::vector<tagKelPointF> pattern(int n, double val_size) {
-    std::vector<tagKelPointF> pts;
-    for (int r = 0; r < n; ++r)
-        for (int c = 0; c < n; ++c)
-            pts.push_back(tagKelPointF{static_cast<float>(-0.5 * val_size + c * val_size / (n - 1)),
-                                       static_cast<float>(0.5 * val_size - r * val_size / (n - 1))});
-    return pts;
-}
-
-// Landing errors in micrometres of the targets driven through par.
-std::vector<double> errors_um(const LensModel& lens, const tagLenPar& par, const std::vector<tagKelPointF>& targets,
-                              bool corrected) {
-    std::vector<tagKelPointF> counts(targets.size());
-    if (corrected) {
-        Corrector(par).correct(targets.data(), counts.data(), targets.size());
-    } else {
-        VrnCal vc;
-        for (std::size_t i = 0; i < targets.size(); ++i) vc.LP2DPEX_Cal(targets[i], counts[i], par);
-    }
-    std::vector<double> e(targets.size());
-    for (std::size_t i = 0; i < targets.size(); ++i) e[i] = landing_error(lens, par, targets[i], counts[i]) * 1000.0;
-    return e;
-}
-
-std::vector<Stage> evaluate_stages(const LensModel& lens, const tagLenPar& full, int n) {
-    const auto targets = pattern(n, full.ValSize);
-    std::vector<Stage> stages;
-    stages.push_back({"uncorrected (linear)", summarize(errors_um(lens, full, targets, false))});
-    tagLenPar par = full;
-    par.Stacks.clear();
-    std::string name = "nine-point";
-    stages.push_back({name, summarize(errors_um(lens, par, targets, true))});
-    for (const auto& s : full.Stacks) {
-        par.Stacks.push_back(s);
-        name += fmt::format(" + {}x{}", s.Size, s.Size);
-        stages.push_back({name, summarize(errors_um(lens, par, targets, true))});
-    }
-    return stages;
-}
 
 struct EvaluateArgs {
     std::string file, lens;
@@ -222,52 +162,8 @@ void run_plot(const PlotArgs& a) {
     }
     if (a.factor && !(*a.factor > 0.0)) throw ToolError("plot: --exaggerate must be positive");
 
-    PlotData d;
+    PlotData d = plot_data(par, a.lines, a.factor, lens ? &*lens : nullptr);
     d.title = a.file;
-    d.val_size = par.ValSize;
-    const double half = 0.5 * par.ValSize;
-    const double kc = par.Resolution / par.FieldSize;
-    const int samples = 8 * (a.lines - 1) + 1;
-    const Corrector corrector(par);
-    // Drive positions back in field units, so they compare with nominal.
-    auto drive_at = [&](double x, double y) {
-        tagKelPointF dev{};
-        corrector.correct(tagKelPointF{static_cast<float>(x), static_cast<float>(y)}, dev);
-        return PlotPoint{(dev.x - par.HalfResolution) / kc, (dev.y - par.HalfResolution) / kc};
-    };
-    std::vector<std::vector<PlotPoint>> deviations;
-    for (int dir = 0; dir < 2; ++dir)
-        for (int i = 0; i < a.lines; ++i) {
-            const double fixed = -half + i * par.ValSize / (a.lines - 1);
-            std::vector<PlotPoint> nominal, dev;
-            for (int k = 0; k < samples; ++k) {
-                const double t = -half + k * par.ValSize / (samples - 1);
-                const double x = dir == 0 ? t : fixed, y = dir == 0 ? fixed : t;
-                const PlotPoint p = drive_at(x, y);
-                nominal.push_back({x, y});
-                dev.push_back({p.x - x, p.y - y});
-                d.max_deviation = std::max(d.max_deviation, std::hypot(p.x - x, p.y - y));
-            }
-            d.nominal.push_back(std::move(nominal));
-            deviations.push_back(std::move(dev));
-        }
-    d.factor = a.factor ? *a.factor : auto_factor(d.max_deviation, par.ValSize);
-    for (std::size_t l = 0; l < d.nominal.size(); ++l) {
-        std::vector<PlotPoint> line;
-        for (std::size_t k = 0; k < d.nominal[l].size(); ++k)
-            line.push_back({d.nominal[l][k].x + d.factor * deviations[l][k].x,
-                            d.nominal[l][k].y + d.factor * deviations[l][k].y});
-        d.drive.push_back(std::move(line));
-    }
-    if (lens) {
-        d.cells = 120;
-        std::vector<tagKelPointF> centres;
-        for (int r = 0; r < d.cells; ++r)
-            for (int c = 0; c < d.cells; ++c)
-                centres.push_back(tagKelPointF{static_cast<float>(-half + (c + 0.5) * par.ValSize / d.cells),
-                                               static_cast<float>(half - (r + 0.5) * par.ValSize / d.cells)});
-        d.error_um = errors_um(*lens, par, centres, true);
-    }
     render_plot(d, a.output, width, height);
 }
 

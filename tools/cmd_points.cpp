@@ -1,18 +1,15 @@
 // points: read and replace calibration points and gain-table points through
 // the facade's file-level members.
 #include <cmath>
-#include <filesystem>
 #include <fmt/format.h>
 #include <vector>
 
-#include <vrncal/facade.h>
-
-#include "atomic_file.h"
-#include "calfile.h"
 #include "commands.h"
 #include "errors.h"
-#include "numbers.h"
 #include "points_io.h"
+#include "workflow/calfile.h"
+#include "workflow/numbers.h"
+#include "workflow/points.h"
 
 namespace vrncal::tools {
 
@@ -31,68 +28,32 @@ int axis_index(const std::string& s) { return s == "x" ? 0 : 1; }
 void run_get(const std::string& path, const std::string& stack) {
     const Calibration cal = load_calibration(path);
     const int index = stack_index(stack);
-    if (index >= static_cast<int>(cal.par.Stacks.size()))
-        throw ToolError(fmt::format("{}: no grid {} (the file holds {})", path, index, cal.par.Stacks.size()));
-    VrnCal vc;
-    int size = index < 0 ? 3 : 0;
-    std::vector<tagCalData> pts(9);
-    if (index >= 0) {
-        // With size 0 the call only reports the grid's size.
-        vc.getCalibPnts(path.c_str(), index, size, pts.data());
-        pts.resize(static_cast<std::size_t>(size) * static_cast<std::size_t>(size));
-    }
-    if (!vc.getCalibPnts(path.c_str(), index, size, pts.data()))
-        throw ToolError(fmt::format("{}: cannot read grid {}", path, index));
+    const auto pts = stack_points(cal, index);
+    const int size = index < 0 ? 3 : static_cast<int>(std::lround(std::sqrt(static_cast<double>(pts.size()))));
     std::string s = fmt::format("# {} {}: {} x {} points\n# X Y RealX RealY\n", path,
                                 index < 0 ? std::string("nine points") : fmt::format("grid {}", index), size, size);
     for (const auto& p : pts) s += fmt::format("{} {} {} {}\n", p.X, p.Y, p.RealX, p.RealY);
     fmt::print("{}", s);
 }
 
-void run_set(const std::string& path, const std::string& stack, const std::string& points, std::string out) {
+void run_set(const std::string& path, const std::string& stack, const std::string& points, const std::string& out) {
     const Calibration cal = load_calibration(path);
-    if (out.empty()) {
-        if (!cal.data_file)
-            throw ToolError(path + ": is a correction table, and the edit is saved as a binary data file: name the "
-                                   "data file to write with -o");
-        out = path;
-    }
+    const std::string target = edit_target(cal, out);
     const int index = stack_index(stack);
-    const auto rows = read_all_rows(points, 4);
-    const int n = static_cast<int>(std::lround(std::sqrt(static_cast<double>(rows.size()))));
-    if (rows.empty() || static_cast<std::size_t>(n) * static_cast<std::size_t>(n) != rows.size())
-        throw ToolError(fmt::format("{}: {} points do not make a square grid", points, rows.size()));
     std::vector<tagCalData> pts;
-    for (const auto& r : rows) pts.push_back(tagCalData{r[0], r[1], r[2], r[3]});
-    const int stacks = static_cast<int>(cal.par.Stacks.size());
-    if (index < 0 && n != 3) throw ToolError(fmt::format("{}: the nine points need 9 rows, not {}", points, rows.size()));
-    if (index >= 0 && index < stacks && cal.par.Stacks[static_cast<std::size_t>(index)].Size != n)
-        throw ToolError(fmt::format("{}: grid {} of {} has {} x {} points; {} holds {} x {}", points, index, path,
-                                    cal.par.Stacks[static_cast<std::size_t>(index)].Size,
-                                    cal.par.Stacks[static_cast<std::size_t>(index)].Size, points, n, n));
-    // The facade edits the file in place: give it a copy beside the target.
-    AtomicFile file(out);
-    file.close_stream();
-    std::filesystem::copy_file(path, file.temp_path(), std::filesystem::copy_options::overwrite_existing);
-    VrnCal vc;
-    if (!vc.setCalibPnts(file.temp_path().c_str(), index, n, pts.data())) throw ToolError(out + ": cannot write");
-    file.commit();
-    if (index >= stacks)
-        fmt::print("{}: appended grid {} ({} x {}); coefficients refitted\n", out, stacks, n, n);
+    for (const auto& r : read_all_rows(points, 4)) pts.push_back(tagCalData{r[0], r[1], r[2], r[3]});
+    const PointsEdit e = set_stack_points(cal, index, points, pts, target);
+    if (e.appended)
+        fmt::print("{}: appended grid {} ({} x {}); coefficients refitted\n", target, e.index, e.size, e.size);
     else
-        fmt::print("{}: replaced {} ({} x {}); coefficients refitted\n", out,
-                   index < 0 ? std::string("the nine points") : fmt::format("grid {}", index), n, n);
+        fmt::print("{}: replaced {} ({} x {}); coefficients refitted\n", target,
+                   e.index < 0 ? std::string("the nine points") : fmt::format("grid {}", e.index), e.size, e.size);
 }
 
 void run_gain(const std::string& path, const std::string& axis) {
-    load_calibration(path);
-    VrnCal vc;
-    int count = 0;
-    std::vector<tagKelPointF> pts(100);
-    vc.getEqualPnts(path.c_str(), axis_index(axis), count, pts.data());
-    std::string s = fmt::format("# {} {} gain table: {} rows\n# position companion\n", path, axis, count);
-    for (int i = 0; i < std::min(count, 100); ++i)
-        s += fmt::format("{} {}\n", pts[static_cast<std::size_t>(i)].x, pts[static_cast<std::size_t>(i)].y);
+    const GainTable g = gain_points(path, axis_index(axis));
+    std::string s = fmt::format("# {} {} gain table: {} rows\n# position companion\n", path, axis, g.count);
+    for (const auto& p : g.points) s += fmt::format("{} {}\n", p.x, p.y);
     fmt::print("{}", s);
 }
 
@@ -103,8 +64,7 @@ void run_set_gain(const std::string& path, const std::string& axis, const std::s
         throw ToolError(fmt::format("{}: a gain table holds 1 to 100 rows, not {}", points, rows.size()));
     std::vector<tagKelPointF> pts;
     for (const auto& r : rows) pts.push_back(tagKelPointF{r[0], r[1]});
-    VrnCal vc;
-    vc.setEqualPnts(path.c_str(), axis_index(axis), static_cast<int>(pts.size()), pts.data());
+    set_gain_points(path, axis_index(axis), pts);
     fmt::print(stderr, "note: {} is unchanged: the library applies gain-table edits to a temporary record and "
                        "does not save them\n", path);
 }

@@ -8,7 +8,6 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-#include "lens.h"
 
 namespace vrncal::tools {
 

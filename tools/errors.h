@@ -1,17 +1,15 @@
-// The one error type of the tool: a message that main() prints as a single
-// line on standard error before it exits with status 1.
+// The tool's commands are a thin layer over the workflow library: its names
+// are the tool's names, and its one error type is the one main() prints as a
+// single line on standard error before it exits with status 1.
 #ifndef VRNCAL_TOOLS_ERRORS_H
 #define VRNCAL_TOOLS_ERRORS_H
 
-#include <stdexcept>
-#include <string>
+#include "workflow/error.h"
 
 namespace vrncal::tools {
 
-class ToolError : public std::runtime_error {
-public:
-    explicit ToolError(const std::string& message) : std::runtime_error(message) {}
-};
+using namespace vrncal::workflow;
+using ToolError = workflow::Error;
 
 }  // namespace vrncal::tools
 

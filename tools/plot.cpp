@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 #include <memory>
 
-#include "atomic_file.h"
+#include "workflow/atomic_file.h"
 #include "errors.h"
 
 namespace vrncal::tools {
@@ -169,17 +169,6 @@ void draw(cairo_t* cr, const PlotData& d, int width, int height) {
 }
 
 }  // namespace
-
-double auto_factor(double max_deviation, double val_size) {
-    if (!(max_deviation > 0.0)) return 1.0;
-    const double want = val_size / 20.0 / max_deviation;
-    if (want <= 1.0) return 1.0;
-    const double p = std::pow(10.0, std::floor(std::log10(want)));
-    double best = p;
-    for (double m : {1.0, 2.0, 5.0})
-        if (m * p <= want) best = m * p;
-    return best;
-}
 
 void render_plot(const PlotData& data, const std::string& path, int width, int height) {
     const auto dot = path.rfind('.');

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "atomic_file.h"
+#include "workflow/atomic_file.h"
 #include "errors.h"
-#include "numbers.h"
+#include "workflow/numbers.h"
 
 namespace vrncal::tools {
 

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "errors.h"
-#include "numbers.h"
+#include "workflow/numbers.h"
 #include "points_io.h"
 
 namespace vrncal::tools {

@@ -2,14 +2,14 @@
 // lens and box parameter files, command-line values).  Unlike the library's
 // text layer, which reads a leading number and ignores the rest, these accept
 // a value only when the whole text (less surrounding blanks) is one number.
-#ifndef VRNCAL_TOOLS_NUMBERS_H
-#define VRNCAL_TOOLS_NUMBERS_H
+#ifndef VRNCAL_WORKFLOW_NUMBERS_H
+#define VRNCAL_WORKFLOW_NUMBERS_H
 
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 // Surrounding spaces, tabs and carriage returns removed.
 std::string_view trimmed(std::string_view s);
@@ -24,6 +24,6 @@ std::optional<int> parse_int(std::string_view s);
 std::string fmt_num(float v);
 std::string fmt_num(double v);
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow
 
 #endif

@@ -2,10 +2,10 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
-#include "stats.h"
-#include "table_writer.h"
+#include "workflow/stats.h"
+#include "workflow/table_writer.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 namespace {
 
 TEST(TableWriter, NominalGridIsRowMajorWithYFalling) {
@@ -57,4 +57,4 @@ TEST(Stats, MaxRmsAndNearestRankPercentile) {
 }
 
 }  // namespace
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

@@ -5,11 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "atomic_file.h"
-#include "calfile.h"
-#include "errors.h"
+#include "workflow/atomic_file.h"
+#include "workflow/calfile.h"
+#include "workflow/error.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 namespace {
 
 class BoxFile : public ::testing::Test {
@@ -19,7 +19,7 @@ protected:
         tagLenPar par;
         try {
             apply_box_file(path_, par);
-        } catch (const ToolError& e) {
+        } catch (const Error& e) {
             return e.what();
         }
         return "no error";
@@ -73,4 +73,4 @@ TEST(AtomicFile, AppearsOnlyOnCommitWithTheUsualMode) {
 }
 
 }  // namespace
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

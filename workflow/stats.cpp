@@ -1,9 +1,9 @@
-#include "stats.h"
+#include "workflow/stats.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 ErrorStats summarize(std::vector<double> errors) {
     ErrorStats s;
@@ -21,4 +21,4 @@ ErrorStats summarize(std::vector<double> errors) {
     return s;
 }
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

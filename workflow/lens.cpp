@@ -1,4 +1,4 @@
-#include "lens.h"
+#include "workflow/lens.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,11 +6,11 @@
 #include <set>
 #include <vrncal/cfg_file.h>
 
-#include "atomic_file.h"
-#include "errors.h"
-#include "numbers.h"
+#include "workflow/atomic_file.h"
+#include "workflow/error.h"
+#include "workflow/numbers.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 namespace {
 
@@ -50,11 +50,16 @@ LensModel::Landing LensModel::land(const tagLenPar& par, tagKelPointF counts) co
     return {x0 * c - y0 * s + offset_x, x0 * s + y0 * c + offset_y};
 }
 
+void check_lens(const LensModel& lens) {
+    if (!(lens.focal > 0.0)) throw Error("lens: the focal length must be positive");
+    if (!(lens.distance + lens.separation > 0.0)) throw Error("lens: distance + separation must be positive");
+}
+
 void check_lens_range(const LensModel& lens, const tagLenPar& par) {
     const double gain = 1.0 + std::max(std::fabs(lens.gain_x), std::fabs(lens.gain_y));
     const double degrees = 0.5 * par.FieldSize / lens.focal * gain * 180.0 / kPi;
     if (!(degrees <= 60.0))
-        throw ToolError(fmt::format("lens: a focal length of {} swings the beam {:.0f} degrees off axis over a field "
+        throw Error(fmt::format("lens: a focal length of {} swings the beam {:.0f} degrees off axis over a field "
                                     "of {}; the model holds up to 60",
                                     lens.focal, degrees, par.FieldSize));
 }
@@ -65,7 +70,7 @@ LensModel read_lens_file(const std::string& path) {
     cfg.loadItems(path);
     const auto sect = cfg.sections.find("lens");
     if (sect == cfg.sections.end() || sect->second == nullptr)
-        throw ToolError(path + ": no [lens] section");
+        throw Error(path + ": no [lens] section");
     LensModel lens;
     for (const auto& [key, item] : sect->second->items) {
         if (item == nullptr) continue;
@@ -74,16 +79,16 @@ LensModel read_lens_file(const std::string& path) {
         const LensKey* found = nullptr;
         for (const auto& k : kLensKeys)
             if (name == k.name) found = &k;
-        if (found == nullptr) throw ToolError(fmt::format("{}: [lens] {}: unknown key", path, name));
+        if (found == nullptr) throw Error(fmt::format("{}: [lens] {}: unknown key", path, name));
         const auto v = parse_double(item->value);
         if (!v || !std::isfinite(*v))
-            throw ToolError(fmt::format("{}: [lens] {}: '{}' is not a number", path, name,
+            throw Error(fmt::format("{}: [lens] {}: '{}' is not a number", path, name,
                                         std::string(trimmed(item->value))));
         lens.*(found->member) = *v;
     }
-    if (!(lens.focal > 0.0)) throw ToolError(path + ": [lens] focal: must be positive");
+    if (!(lens.focal > 0.0)) throw Error(path + ": [lens] focal: must be positive");
     if (!(lens.distance + lens.separation > 0.0))
-        throw ToolError(path + ": [lens] distance + separation must be positive");
+        throw Error(path + ": [lens] distance + separation must be positive");
     return lens;
 }
 
@@ -106,4 +111,4 @@ void Noise::pair(double& a, double& b) {
     b = radius * std::sin(2.0 * kPi * u2);
 }
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

@@ -1,10 +1,10 @@
 // Summary statistics of landing errors.
-#ifndef VRNCAL_TOOLS_STATS_H
-#define VRNCAL_TOOLS_STATS_H
+#ifndef VRNCAL_WORKFLOW_STATS_H
+#define VRNCAL_WORKFLOW_STATS_H
 
 #include <vector>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 struct ErrorStats {
     double max = 0.0;
@@ -16,6 +16,6 @@ struct ErrorStats {
 // Takes the samples by value: the percentile sorts them.
 ErrorStats summarize(std::vector<double> errors);
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow
 
 #endif

@@ -20,8 +20,8 @@
 // no gain error) driven linearly lands exactly on target along both axes;
 // away from the axes the two-mirror geometry bends the field (the familiar
 // pincushion of scan heads), and e, d, k and the mounting terms add to it.
-#ifndef VRNCAL_TOOLS_LENS_H
-#define VRNCAL_TOOLS_LENS_H
+#ifndef VRNCAL_WORKFLOW_LENS_H
+#define VRNCAL_WORKFLOW_LENS_H
 
 #include <cstdint>
 #include <random>
@@ -29,7 +29,7 @@
 
 #include <vrncal/records.h>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 struct LensModel {
     double focal = 160.0;       // f, field units
@@ -51,7 +51,10 @@ struct LensModel {
     Landing land(const tagLenPar& par, tagKelPointF counts) const;
 };
 
-// Throws ToolError when the head's full range would swing the beam beyond
+// Throws Error when the focal length or the mirror distances are not positive.
+void check_lens(const LensModel& lens);
+
+// Throws Error when the head's full range would swing the beam beyond
 // 60 degrees off axis, where the model (and any real f-theta lens) ends.
 void check_lens_range(const LensModel& lens, const tagLenPar& par);
 
@@ -79,6 +82,6 @@ private:
     double sigma_;
 };
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow
 
 #endif

@@ -2,17 +2,17 @@
 // temporary file beside the target and renamed over it on commit().  A file
 // that is destroyed without commit() removes its temporary file, so a failed
 // command leaves the previous file (or none) in place.
-#ifndef VRNCAL_TOOLS_ATOMIC_FILE_H
-#define VRNCAL_TOOLS_ATOMIC_FILE_H
+#ifndef VRNCAL_WORKFLOW_ATOMIC_FILE_H
+#define VRNCAL_WORKFLOW_ATOMIC_FILE_H
 
 #include <cstdio>
 #include <string>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 class AtomicFile {
 public:
-    // Creates the temporary file; throws ToolError when the directory is not
+    // Creates the temporary file; throws Error when the directory is not
     // writable.
     explicit AtomicFile(std::string target);
     ~AtomicFile();
@@ -26,7 +26,7 @@ public:
     std::FILE* stream() const { return file_; }
     // Closes the stream (for writers that reopen the path themselves).
     void close_stream();
-    // Flushes, closes and renames over the target; throws ToolError on any
+    // Flushes, closes and renames over the target; throws Error on any
     // write error.
     void commit();
 
@@ -37,15 +37,15 @@ private:
     bool committed_ = false;
 };
 
-// Throws ToolError naming the file unless it is a readable regular file.
+// Throws Error naming the file unless it is a readable regular file.
 void require_readable(const std::string& path);
 
-// Reads a whole file; throws ToolError naming the file when it cannot.
+// Reads a whole file; throws Error naming the file when it cannot.
 std::string read_file(const std::string& path);
 
 // True when the file starts with the data file's magic "VRNCLDT".
 bool is_data_file(const std::string& path);
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow
 
 #endif

@@ -1,4 +1,4 @@
-#include "lint.h"
+#include "workflow/lint.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,7 +10,7 @@
 #include <set>
 #include <stdexcept>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 namespace {
 
@@ -497,4 +497,4 @@ std::string format_finding(const std::string& path, const Finding& f) {
     return fmt::format("{}:{}: {}: {}", path, f.line, sev, f.message);
 }
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

@@ -1,4 +1,4 @@
-#include "atomic_file.h"
+#include "workflow/atomic_file.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -9,9 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "errors.h"
+#include "workflow/error.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 namespace {
 
@@ -24,7 +24,7 @@ AtomicFile::AtomicFile(std::string target) : target_(std::move(target)) {
     // one file system and is atomic.
     std::string pattern = target_ + ".tmpXXXXXX";
     const int fd = ::mkstemp(pattern.data());
-    if (fd < 0) throw ToolError(target_ + ": cannot write: " + sys_error());
+    if (fd < 0) throw Error(target_ + ": cannot write: " + sys_error());
     temp_ = pattern;
     // mkstemp creates the file private (0600); give the result the mode any
     // newly created file would get.
@@ -35,7 +35,7 @@ AtomicFile::AtomicFile(std::string target) : target_(std::move(target)) {
     if (file_ == nullptr) {
         ::close(fd);
         std::remove(temp_.c_str());
-        throw ToolError(target_ + ": cannot write: " + sys_error());
+        throw Error(target_ + ": cannot write: " + sys_error());
     }
 }
 
@@ -49,32 +49,32 @@ void AtomicFile::close_stream() {
     const bool failed = std::ferror(file_) != 0;
     const bool close_failed = std::fclose(file_) != 0;
     file_ = nullptr;
-    if (failed || close_failed) throw ToolError(target_ + ": write failed: " + sys_error());
+    if (failed || close_failed) throw Error(target_ + ": write failed: " + sys_error());
 }
 
 void AtomicFile::commit() {
     close_stream();
     if (std::rename(temp_.c_str(), target_.c_str()) != 0)
-        throw ToolError(target_ + ": cannot write: " + sys_error());
+        throw Error(target_ + ": cannot write: " + sys_error());
     committed_ = true;
 }
 
 void require_readable(const std::string& path) {
     std::error_code ec;
     const auto st = std::filesystem::status(path, ec);
-    if (!std::filesystem::exists(st)) throw ToolError(path + ": no such file");
-    if (std::filesystem::is_directory(st)) throw ToolError(path + ": is a directory, not a file");
+    if (!std::filesystem::exists(st)) throw Error(path + ": no such file");
+    if (std::filesystem::is_directory(st)) throw Error(path + ": is a directory, not a file");
     std::ifstream in(path, std::ios::binary);
-    if (!in) throw ToolError(path + ": cannot open: " + sys_error());
+    if (!in) throw Error(path + ": cannot open: " + sys_error());
 }
 
 std::string read_file(const std::string& path) {
     require_readable(path);
     std::ifstream in(path, std::ios::binary);
-    if (!in) throw ToolError(path + ": cannot open: " + sys_error());
+    if (!in) throw Error(path + ": cannot open: " + sys_error());
     std::ostringstream ss;
     ss << in.rdbuf();
-    if (in.bad()) throw ToolError(path + ": read failed");
+    if (in.bad()) throw Error(path + ": read failed");
     return ss.str();
 }
 
@@ -85,4 +85,4 @@ bool is_data_file(const std::string& path) {
     return in.gcount() == 7 && std::memcmp(magic, "VRNCLDT", 7) == 0;
 }
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

@@ -5,13 +5,13 @@
 // last of two equal section headers wins, only the keys the loader asks for
 // are ever seen) and reports, with line numbers, everything that makes the
 // loaded calibration differ from what the file seems to say.
-#ifndef VRNCAL_TOOLS_LINT_H
-#define VRNCAL_TOOLS_LINT_H
+#ifndef VRNCAL_WORKFLOW_LINT_H
+#define VRNCAL_WORKFLOW_LINT_H
 
 #include <string>
 #include <vector>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 struct Finding {
     enum Severity { Error, Warning };
@@ -26,6 +26,6 @@ std::vector<Finding> lint_table(const std::string& text);
 // "PATH:LINE: error: message" (or "PATH: error: message" for line 0).
 std::string format_finding(const std::string& path, const Finding& f);
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow
 
 #endif

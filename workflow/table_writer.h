@@ -3,15 +3,15 @@
 // section per grid.  Every number is written in the shortest form that reads
 // back as the same float, so a table written from a record loads to the same
 // points bit for bit.
-#ifndef VRNCAL_TOOLS_TABLE_WRITER_H
-#define VRNCAL_TOOLS_TABLE_WRITER_H
+#ifndef VRNCAL_WORKFLOW_TABLE_WRITER_H
+#define VRNCAL_WORKFLOW_TABLE_WRITER_H
 
 #include <string>
 #include <vector>
 
 #include <vrncal/records.h>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 struct TableContent {
     std::vector<std::string> comments;  // written as "; " lines at the top
@@ -29,6 +29,6 @@ std::string table_text(const TableContent& t);
 // falling from row to row.  Measured positions are set equal to nominal.
 std::vector<tagCalData> nominal_grid(int n, double val_size);
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow
 
 #endif

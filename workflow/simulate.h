@@ -12,17 +12,17 @@
 //
 // Measurements carry optional Gaussian noise and are rounded to float, as the
 // calibration records store them.
-#ifndef VRNCAL_TOOLS_SIMULATE_H
-#define VRNCAL_TOOLS_SIMULATE_H
+#ifndef VRNCAL_WORKFLOW_SIMULATE_H
+#define VRNCAL_WORKFLOW_SIMULATE_H
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "lens.h"
-#include "table_writer.h"
+#include "workflow/lens.h"
+#include "workflow/table_writer.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 struct SimulateOptions {
     LensModel lens;
@@ -32,14 +32,15 @@ struct SimulateOptions {
     std::uint64_t seed = 1;
 };
 
-// Runs the calibration; returns the table ready to be written.  Intermediate
-// tables are loaded from temporary files.  Throws ToolError.
+// Runs the calibration; returns the table ready to be written, with comments
+// that describe the run (lens, noise, seed, grids).  Intermediate
+// tables are loaded from temporary files.  Throws Error.
 TableContent simulate_calibration(const SimulateOptions& opt);
 
 // The landing error of one target, in field units, when the head is driven
 // to the device point the record's correction gives for it.
 double landing_error(const LensModel& lens, const tagLenPar& par, tagKelPointF target, tagKelPointF counts);
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow
 
 #endif

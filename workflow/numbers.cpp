@@ -1,9 +1,9 @@
-#include "numbers.h"
+#include "workflow/numbers.h"
 
 #include <charconv>
 #include <fmt/format.h>
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 std::string_view trimmed(std::string_view s) {
     const char* blanks = " \t\r";
@@ -36,4 +36,4 @@ std::optional<int> parse_int(std::string_view s) { return parse_whole<int>(s); }
 std::string fmt_num(float v) { return fmt::format("{}", v); }
 std::string fmt_num(double v) { return fmt::format("{}", v); }
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

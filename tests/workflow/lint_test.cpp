@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "lint.h"
+#include "workflow/lint.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 namespace {
 
 const char* kNine =
@@ -104,4 +104,4 @@ TEST(Lint, FormatsFindingsWithFileAndLine) {
 }
 
 }  // namespace
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

@@ -1,4 +1,4 @@
-#include "calfile.h"
+#include "workflow/calfile.h"
 
 #include <cmath>
 #include <cstdint>
@@ -10,12 +10,12 @@
 #include <vrncal/cfg_file.h>
 #include <vrncal/facade.h>
 
-#include "atomic_file.h"
-#include "errors.h"
-#include "lint.h"
-#include "numbers.h"
+#include "workflow/atomic_file.h"
+#include "workflow/error.h"
+#include "workflow/lint.h"
+#include "workflow/numbers.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 namespace {
 
@@ -43,11 +43,11 @@ void validate_data_file(const std::string& path) {
         return v;
     };
     auto truncated = [&](const std::string& where, std::int64_t need) {
-        return ToolError(fmt::format("{}: truncated data file: it ends at byte {} inside {} (which needs {} bytes)",
+        return Error(fmt::format("{}: truncated data file: it ends at byte {} inside {} (which needs {} bytes)",
                                      path, size, where, need));
     };
     if (bytes.size() > 7 && bytes[7] == '3')
-        throw ToolError(path + ": data file version '3' is not supported");
+        throw Error(path + ": data file version '3' is not supported");
     if (size < 4100) throw truncated("the header", 4100);
     const std::int32_t line_count = i32(34);
     const std::int64_t rows = std::max(0, std::min(line_count, 100));
@@ -57,13 +57,13 @@ void validate_data_file(const std::string& path) {
     if (size < 60004) throw truncated("the grid list", 60004);
     const std::int32_t stacks = i32(60000);
     if (stacks < 1) return;
-    if (stacks > 64) throw ToolError(fmt::format("{}: corrupt data file: {} grids listed at byte 60000", path, stacks));
+    if (stacks > 64) throw Error(fmt::format("{}: corrupt data file: {} grids listed at byte 60000", path, stacks));
     std::int64_t at = 64000;
     for (std::int32_t s = 0; s < stacks; ++s) {
         if (size < at + 8) throw truncated(fmt::format("grid {}", s), at + 8);
         const std::int32_t n = i32(at);
         if (n < 0 || n > 1000)
-            throw ToolError(fmt::format("{}: corrupt data file: grid {} at byte {} claims {} points per side", path, s,
+            throw Error(fmt::format("{}: corrupt data file: grid {} at byte {} claims {} points per side", path, s,
                                         at, n));
         const std::int64_t end = at + 8 + 16 * std::int64_t{n} * n;
         if (size < end) throw truncated(fmt::format("grid {} ({}x{})", s, n, n), end);
@@ -84,18 +84,26 @@ Calibration load_calibration(const std::string& path) {
     } catch (const std::exception& e) {
         // Only the text loader throws: a numeric key that is not a number.
         auto conversion = [](const std::string& m) { return m.find("the load stops") != std::string::npos; };
-        throw ToolError(located(path, conversion, fmt::format("a value is not a number ({})", e.what())));
+        throw Error(located(path, conversion, fmt::format("a value is not a number ({})", e.what())));
     }
     if (!ok) {
-        if (cal.data_file) throw ToolError(path + ": the data file cannot be loaded");
+        if (cal.data_file) throw Error(path + ": the data file cannot be loaded");
         auto nine = [](const std::string& m) {
             return m.find("[Cal3]") != std::string::npos && (m.rfind("PNT", 0) == 0 || m.rfind("no [Cal3]", 0) == 0);
         };
-        throw ToolError(located(path, nine,
+        throw Error(located(path, nine,
                                 "not a calibration: no data file magic, and no nine points PNT0 to PNT8 in [Cal3]"));
     }
     cal.par.CalMode = 1;
     return cal;
+}
+
+void save_data_file(tagLenPar& par, const std::string& out) {
+    AtomicFile file(out);
+    file.close_stream();
+    VrnCal vc;
+    if (!vc.saveUcf(file.temp_path().c_str(), par)) throw Error(out + ": cannot write");
+    file.commit();
 }
 
 void apply_box_file(const std::string& path, tagLenPar& par) {
@@ -103,7 +111,7 @@ void apply_box_file(const std::string& path, tagLenPar& par) {
     CCfgFile cfg;
     cfg.loadItems(path);
     const auto sect = cfg.sections.find("Box");
-    if (sect == cfg.sections.end() || sect->second == nullptr) throw ToolError(path + ": no [Box] section");
+    if (sect == cfg.sections.end() || sect->second == nullptr) throw Error(path + ": no [Box] section");
     struct Real {
         const char* name;
         double tagLenPar::*member;
@@ -128,7 +136,7 @@ void apply_box_file(const std::string& path, tagLenPar& par) {
         const std::string key(trimmed(raw_key));
         const std::string value(trimmed(item->value));
         auto bad = [&](const char* what) {
-            return ToolError(fmt::format("{}: [Box] {}: '{}' {}", path, key, value, what));
+            return Error(fmt::format("{}: [Box] {}: '{}' {}", path, key, value, what));
         };
         if (key == "BoxGrid" || key == "BoxLineCount") {
             const auto v = parse_int(value);
@@ -150,13 +158,13 @@ void apply_box_file(const std::string& path, tagLenPar& par) {
             if (done || key.compare(0, len, t.prefix) != 0) continue;
             const auto row = parse_int(key.substr(len));
             if (!row || *row < 0 || *row > 99 || std::to_string(*row) != key.substr(len))
-                throw ToolError(fmt::format("{}: [Box] {}: row must be 0 to 99", path, key));
+                throw Error(fmt::format("{}: [Box] {}: row must be 0 to 99", path, key));
             if (!v || !std::isfinite(*v)) throw bad("is not a number");
             (par.*(t.member))[*row] = *v;
             done = true;
         }
-        if (!done) throw ToolError(fmt::format("{}: [Box] {}: unknown key", path, key));
+        if (!done) throw Error(fmt::format("{}: [Box] {}: unknown key", path, key));
     }
 }
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

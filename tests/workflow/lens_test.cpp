@@ -5,10 +5,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "errors.h"
-#include "lens.h"
+#include "workflow/error.h"
+#include "workflow/lens.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 namespace {
 
 // 58982 counts is the linear drive of 40 field units on a 65535-count head
@@ -100,7 +100,7 @@ TEST_F(LensFile, BadFilesNameTheFileAndTheKey) {
     auto message = [&](const std::string& text) {
         try {
             read_lens_file(write(text));
-        } catch (const ToolError& e) {
+        } catch (const Error& e) {
             return std::string(e.what());
         }
         return std::string("no error");
@@ -123,4 +123,4 @@ TEST_F(LensFile, WrittenLensReadsBackTheSame) {
 }
 
 }  // namespace
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

@@ -1,4 +1,4 @@
-#include "simulate.h"
+#include "workflow/simulate.h"
 
 #include <cmath>
 #include <cstdio>
@@ -7,10 +7,10 @@
 
 #include <vrncal/facade.h>
 
-#include "atomic_file.h"
-#include "errors.h"
+#include "workflow/atomic_file.h"
+#include "workflow/error.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 namespace {
 
@@ -19,7 +19,7 @@ tagLenPar load_table(const TableContent& t) {
     const std::string text = table_text(t);
     std::string path = (std::filesystem::temp_directory_path() / "vrncal-simXXXXXX").string();
     const int fd = ::mkstemp(path.data());
-    if (fd < 0) throw ToolError("cannot create a temporary file in " + std::filesystem::temp_directory_path().string());
+    if (fd < 0) throw Error("cannot create a temporary file in " + std::filesystem::temp_directory_path().string());
     std::FILE* f = ::fdopen(fd, "wb");
     const bool written = f != nullptr && std::fwrite(text.data(), 1, text.size(), f) == text.size();
     if (f != nullptr) std::fclose(f);
@@ -27,7 +27,7 @@ tagLenPar load_table(const TableContent& t) {
     VrnCal vc;
     const bool loaded = written && vc.loadUcf(path.c_str(), par);
     std::remove(path.c_str());
-    if (!loaded) throw ToolError("the simulated calibration does not load (temporary table " + path + ")");
+    if (!loaded) throw Error("the simulated calibration does not load (temporary table " + path + ")");
     par.CalMode = 1;
     return par;
 }
@@ -41,7 +41,7 @@ void mark(const LensModel& lens, const tagLenPar& par, Noise& noise, double sigm
         drive(tagKelPointF{pts[i].X, pts[i].Y}, counts);
         const auto hit = lens.land(par, counts);
         if (!std::isfinite(hit.x) || !std::isfinite(hit.y))
-            throw ToolError(fmt::format("simulate: the lens sends the spot for ({}, {}) off the work plane; check "
+            throw Error(fmt::format("simulate: the lens sends the spot for ({}, {}) off the work plane; check "
                                         "the focal length",
                                         pts[i].X, pts[i].Y));
         double nx, ny;
@@ -80,6 +80,16 @@ TableContent simulate_calibration(const SimulateOptions& opt) {
              [&](tagKelPointF p, tagKelPointF& out) { vc.CalibPoint(par, p, out); });
         t.grids.push_back(std::move(stack));
     }
+    const LensModel& l = opt.lens;
+    t.comments.push_back("Simulated calibration, written by vrncal simulate.");
+    t.comments.push_back(fmt::format("lens: focal={} separation={} distance={} distortion={} rotation={}", l.focal,
+                                     l.separation, l.distance, l.distortion, l.rotation));
+    t.comments.push_back(fmt::format("      offset_x={} offset_y={} gain_x={} gain_y={}", l.offset_x, l.offset_y,
+                                     l.gain_x, l.gain_y));
+    std::string grids;
+    for (int n : opt.grids) grids += fmt::format(" {}", n);
+    t.comments.push_back(
+        fmt::format("noise {} um, seed {}, grids{}", opt.noise_um, opt.seed, grids.empty() ? " none" : grids));
     return t;
 }
 
@@ -88,4 +98,4 @@ double landing_error(const LensModel& lens, const tagLenPar& par, tagKelPointF t
     return std::hypot(hit.x - target.x, hit.y - target.y);
 }
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

@@ -1,10 +1,10 @@
-#include "table_writer.h"
+#include "workflow/table_writer.h"
 
 #include <fmt/format.h>
 
-#include "numbers.h"
+#include "workflow/numbers.h"
 
-namespace vrncal::tools {
+namespace vrncal::workflow {
 
 namespace {
 
@@ -47,4 +47,4 @@ std::vector<tagCalData> nominal_grid(int n, double val_size) {
     return pts;
 }
 
-}  // namespace vrncal::tools
+}  // namespace vrncal::workflow

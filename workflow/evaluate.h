@@ -1,0 +1,36 @@
+// What a calibration buys on a simulated head: the landing error over a dense
+// pattern of targets, driven linearly, then through the nine-point correction
+// alone, then adding the grids one by one.
+#ifndef VRNCAL_WORKFLOW_EVALUATE_H
+#define VRNCAL_WORKFLOW_EVALUATE_H
+
+#include <string>
+#include <vector>
+
+#include <vrncal/records.h>
+
+#include "workflow/lens.h"
+#include "workflow/stats.h"
+
+namespace vrncal::workflow {
+
+struct Stage {
+    std::string name;  // "uncorrected (linear)", "nine-point", "nine-point + 9x9", ...
+    ErrorStats stats;  // micrometres
+};
+
+// Targets of an n x n pattern over +-val_size/2, row-major, y falling.
+std::vector<tagKelPointF> target_pattern(int n, double val_size);
+
+// Landing errors in micrometres of the targets driven through par: through
+// the correction CalMode selects, or linearly.
+std::vector<double> landing_errors_um(const LensModel& lens, const tagLenPar& par,
+                                      const std::vector<tagKelPointF>& targets, bool corrected);
+
+// One stage per step of the calibration, over an n x n pattern spanning
+// +-ValSize/2.
+std::vector<Stage> evaluate_stages(const LensModel& lens, const tagLenPar& par, int n);
+
+}  // namespace vrncal::workflow
+
+#endif
