@@ -101,7 +101,8 @@ fi
 
 current=
 restore() { if [ -n "$current" ]; then cp "$root/$current" "$src/$current"; current=; fi; }
-trap restore EXIT INT TERM
+trap restore EXIT
+trap 'exit 130' INT TERM
 
 caught=0 missed=0 na=0 nobuild=0 i=0
 printf '%-4s %-9s %-27s %s\n' '#' result file fault
