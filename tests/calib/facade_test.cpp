@@ -21,6 +21,8 @@ protected:
     // data file.
     void SetUp() override {
         TempDirTest::SetUp();
+        table = path("lens.cor");
+        data = path("lens.dat");
         std::ofstream out(table);
         out << "[CalCoefs]\nValSize=80\norder=5\n[Cal3]\nLineCount=3\nYT1=0.5\nYA1=2.5\n";
         for (int i = 0; i < 9; ++i)
@@ -35,7 +37,7 @@ protected:
         rec.CalMode = 1;
         ASSERT_TRUE(cal.saveUcf(data.c_str(), rec));
     }
-    const std::string table = path("lens.cor"), data = path("lens.dat");
+    std::string table, data;
     VrnCal cal;
     tagLenPar rec;
 };
