@@ -14,8 +14,8 @@
 # runs so that a run rebuilds only what changed; they live in $MUTANTS_DIR
 # (default build-mutants/ beside the sources, ignored by git).
 #
-# A fault is "caught" when the build succeeds and at least one test fails or
-# times out, "missed" when every test passes, "n/a" when its text does not
+# A fault is "caught" when the build succeeds and a test fails or times out
+# (the table names the first such test; the others are not run), "missed" when every test passes, "n/a" when its text does not
 # occur exactly once in its file (the code moved on), and "no-build" when the
 # faulty source does not compile.  Tests run with a timeout of
 # $MUTANTS_TIMEOUT seconds each (default 60); the install tests are left out.
@@ -82,8 +82,9 @@ EOF
 }
 
 build() { cmake --build "$bld" -j "$jobs" > "$1" 2>&1; }
+# A fault is caught at its first failing test: the rest need not run.
 run_tests() {
-  ctest --test-dir "$bld" -j "$jobs" --timeout "$timeout" -E '^install\.' > "$1" 2>&1
+  ctest --test-dir "$bld" -j "$jobs" --timeout "$timeout" -E '^install\.' "${@:2}" > "$1" 2>&1
 }
 
 if [ "$dry" -eq 0 ]; then
@@ -122,11 +123,13 @@ for line in "${faults[@]}"; do
         result=applies
       elif ! build "$log/build-$i.log"; then
         result=no-build
-      elif run_tests "$log/tests-$i.log"; then
+      elif run_tests "$log/tests-$i.log" --stop-on-failure; then
         result=missed
       else
         result=caught
-        detail=" ($(grep -oE '[0-9]+ tests? failed' "$log/tests-$i.log" | head -n 1 || true))"
+        first=$(grep -m 1 -E '\*\*\*(Failed|Timeout|Exception)' "$log/tests-$i.log" |
+                sed -E 's/.*Test +#[0-9]+: ([^ ]+) .*/\1/' || true)
+        detail=" (${first:-see $log/tests-$i.log})"
       fi
     else
       result=n/a
