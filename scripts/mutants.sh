@@ -89,11 +89,15 @@ run_tests() {
 
 if [ "$dry" -eq 0 ]; then
   start=$(date +%s)
-  if [ ! -f "$bld/build.ninja" ]; then
+  if [ ! -f "$bld/CMakeCache.txt" ]; then
     # The test programs do not relink when only the shared library changes:
     # they load the rebuilt one at run time.
-    cmake -G Ninja -S "$src" -B "$bld" -DCMAKE_BUILD_TYPE=Release \
-          -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_LINK_DEPENDS_NO_SHARED=ON \
+    # Ninja and ccache when they are there: every fault rebuilds a little.
+    gen=(); launcher=()
+    command -v ninja > /dev/null && gen=(-G Ninja)
+    command -v ccache > /dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    cmake "${gen[@]}" -S "$src" -B "$bld" -DCMAKE_BUILD_TYPE=Release "${launcher[@]}" \
+          -DCMAKE_LINK_DEPENDS_NO_SHARED=ON \
           > "$log/configure.log" 2>&1 || { echo "mutants.sh: configure failed, see $log/configure.log" >&2; exit 1; }
   fi
   build "$log/clean-build.log" || { echo "mutants.sh: the unchanged sources do not build, see $log/clean-build.log" >&2; exit 1; }
