@@ -15,9 +15,10 @@
 # (default build-mutants/ beside the sources, ignored by git).
 #
 # A fault is "caught" when the build succeeds and a test fails or times out
-# (the table names the first such test; the others are not run), "missed" when every test passes, "n/a" when its text does not
-# occur exactly once in its file (the code moved on), and "no-build" when the
-# faulty source does not compile.  Tests run with a timeout of
+# (the table names the first such test; the rest are not run), "missed" when
+# every test passes, "n/a" when its text does not occur exactly once in its
+# file (the code moved on), and "no-build" when the faulty source does not
+# compile.  Tests run $MUTANTS_JOBS at a time (default 2) with a timeout of
 # $MUTANTS_TIMEOUT seconds each (default 60); the install tests are left out.
 set -euo pipefail
 
@@ -41,7 +42,7 @@ bld=$work/build
 log=$work/log
 timeout=${MUTANTS_TIMEOUT:-60}
 jobs=${MUTANTS_JOBS:-2}
-py=/usr/bin/python3
+py=$(command -v /usr/bin/python3 python3 | head -n 1)
 mkdir -p "$src" "$log"
 export CCACHE_BASEDIR=$work
 
