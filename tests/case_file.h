@@ -6,7 +6,7 @@
 //                           exists before the first "record" line)
 //   set MEMBER VALUE        a member: FieldSize, CalMode, QuadX, k2, XT5, P4.RealX ...
 //   table MEMBER V0 V1 ...  the leading entries of an array member (XT, k ...)
-//   point I X Y RX RY       calibration point I of the nine
+//   cal3 I X Y RX RY        calibration point I of the nine
 //   stack SIZE [INORDER]    a grid, followed by SIZE lines of
 //   row X Y RX RY ...       one grid row, SIZE points of four values
 //   reshape SIZE [COUNT]    the last grid claims SIZE and keeps COUNT points
@@ -208,7 +208,9 @@ inline int runCaseFile(const std::string& path, const Ops& ops,
         for (std::string s; in >> s;) w.push_back(s);
         if (w.empty()) continue;
         tagLenPar& rec = records[current];
-        const bool isRow = w[0] == "row";
+        // A line with an arrow is an operation, whatever its first word.
+        const bool isOp = std::find(w.begin(), w.end(), "->") != w.end();
+        const bool isRow = !isOp && w[0] == "row";
         if (isRow != (rowsLeft > 0)) {
             ADD_FAILURE() << where << ": stack rows do not match the stack size";
             rowsLeft = 0;
@@ -221,34 +223,33 @@ inline int runCaseFile(const std::string& path, const Ops& ops,
             for (std::size_t i = 1; i + 3 < w.size(); i += 4)
                 st.Points.push_back(Call{rec, w, dir}.cal(i));
             --rowsLeft;
-        } else if (w[0] == "file" && (w.size() == 2 || w.size() == 3)) {
+        } else if (!isOp && w[0] == "file" && (w.size() == 2 || w.size() == 3)) {
             std::ofstream out(dir + "/" + w[1], std::ios::binary);
             const char* eol = w.size() == 3 && w[2] == "crlf" ? "\r\n" : "\n";
             for (; std::getline(file, line) && line != "END"; ++lineNo) out << line << eol;
             ++lineNo;
-        } else if (w[0] == "record" && (w.size() == 2 || (w.size() == 3 && records.count(w[2])))) {
+        } else if (!isOp && w[0] == "record" && (w.size() == 2 || (w.size() == 3 && records.count(w[2])))) {
             current = w[1];
             records[current] = w.size() == 3 ? records[w[2]] : tagLenPar();
-        } else if (w[0] == "set" && w.size() == 3 && member(rec, w[1]).p) {
+        } else if (!isOp && w[0] == "set" && w.size() == 3 && member(rec, w[1]).p) {
             member(rec, w[1]).set(number(w[2]));
-        } else if (w[0] == "table" && w.size() >= 3) {
+        } else if (!isOp && w[0] == "table" && w.size() >= 3) {
             int size = 0;
             double* a = arrayMember(rec, w[1], size);
             if (!a || static_cast<int>(w.size()) - 2 > size) ADD_FAILURE() << where << ": bad table";
             for (std::size_t i = 2; a && i < w.size() && i - 2 < static_cast<std::size_t>(size); ++i)
                 a[i - 2] = number(w[i]);
-        } else if (w[0] == "point" && w.size() == 6) {
+        } else if (!isOp && w[0] == "cal3" && w.size() == 6) {
             rec.CalCoefs.Cal3Pnts[std::atoi(w[1].c_str()) % 9] = Call{rec, w, dir}.cal(2);
-        } else if (w[0] == "reshape" && w.size() >= 2 && !rec.Stacks.empty()) {
+        } else if (!isOp && w[0] == "reshape" && w.size() >= 2 && !rec.Stacks.empty()) {
             tagStack& st = rec.Stacks.back();
             st.Size = std::atoi(w[1].c_str());
             if (w.size() > 2) st.Points.resize(std::min(st.Points.size(), std::size_t(std::atoi(w[2].c_str()))));
-        } else if (w[0] == "stack" && (w.size() == 2 || w.size() == 3)) {
+        } else if (!isOp && w[0] == "stack" && (w.size() == 2 || w.size() == 3)) {
             rec.Stacks.push_back(tagStack{std::atoi(w[1].c_str()), w.size() == 3 ? std::atoi(w[2].c_str()) : 0, {}});
             rowsLeft = rec.Stacks.back().Size;
         } else if (!ops.empty()) {
-            std::size_t arrow = 0;
-            while (arrow < w.size() && w[arrow] != "->") ++arrow;
+            const std::size_t arrow = std::find(w.begin(), w.end(), "->") - w.begin();
             const auto op = ops.find(w[0]);
             if (arrow == w.size() || (op == ops.end() && w[0] != "get")) {
                 ADD_FAILURE() << where << ": cannot read \"" << line << "\"";

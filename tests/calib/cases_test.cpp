@@ -44,7 +44,7 @@ const vrncal_test::Ops kOps = {
 };
 
 TEST(FacadeCases, MatchWorkedBits) {
-    EXPECT_GE(vrncal_test::runCaseFile(VRNCAL_TEST_DATA "/facade.cases", kOps), 40);
+    EXPECT_GE(vrncal_test::runCaseFile(VRNCAL_TEST_DATA "/facade.cases", kOps), 60);
 }
 
 }  // namespace

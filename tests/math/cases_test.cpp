@@ -126,7 +126,7 @@ const vrncal_test::Ops kOps = {
 };
 
 TEST(MathCases, MatchWorkedBits) {
-    EXPECT_GE(vrncal_test::runCaseFile(VRNCAL_TEST_DATA "/math.cases", kOps), 80);
+    EXPECT_GE(vrncal_test::runCaseFile(VRNCAL_TEST_DATA "/math.cases", kOps), 90);
 }
 
 }  // namespace
