@@ -4,6 +4,7 @@ BUILD   ?= build
 ASAN    ?= build-asan
 JOBS    ?= $(shell nproc)
 CMAKE_FLAGS ?=
+MAKEFLAGS += --no-print-directory
 
 .PHONY: all deps build test sanitize demo bench clean
 
@@ -33,17 +34,18 @@ sanitize: deps
 
 # The main job on the bundled sample: what the calibration holds, a test
 # pattern corrected to device counts, what each stage of the correction buys
-# on the simulated head, and a plot written to out/demo.png.
-VRNCAL = $(BUILD)/tools/vrncal
-demo: build
-	@mkdir -p out
-	$(VRNCAL) info examples/sample.cor
-	$(VRNCAL) correct examples/sample.cor examples/points.txt -o out/counts.txt
-	@echo "corrected examples/points.txt into out/counts.txt; the first lines:"
-	@head -n 6 out/counts.txt
-	$(VRNCAL) evaluate examples/sample.cor --lens examples/lens.ini
-	$(VRNCAL) plot examples/sample.cor --lens examples/lens.ini -o out/demo.png
-	@echo "plot written to out/demo.png"
+# on the simulated head, and a plot written to out/demo.png.  Only the library
+# and the tool are built, and the build speaks only when it fails.
+DEMO_LOG = $(BUILD)/demo-build.log
+demo: deps
+	@mkdir -p $(BUILD)
+	@{ [ -f $(BUILD)/CMakeCache.txt ] || \
+	   cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DVRNCAL_WERROR=ON $(CMAKE_FLAGS); } \
+	   > $(DEMO_LOG) 2>&1 && \
+	 cmake --build $(BUILD) -j $(JOBS) --target vrncal_cli >> $(DEMO_LOG) 2>&1 || \
+	 { echo "make demo: the build failed; its output is in $(DEMO_LOG)" >&2; \
+	   grep -m 1 -E 'error|Error' $(DEMO_LOG) >&2; exit 1; }
+	@scripts/demo.sh $(BUILD)
 
 bench: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DVRNCAL_BUILD_BENCH=ON $(CMAKE_FLAGS)

@@ -4,10 +4,8 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <sstream>
-#include <string>
 
 #include <gtest/gtest.h>
 
@@ -34,9 +32,6 @@ template <typename T>
     s << std::hexfloat << "expected " << expected << ", got " << actual;
     return ::testing::AssertionFailure() << s.str();
 }
-
-// A float written as a C hex float, a decimal, or nan / inf.
-inline float floatFrom(const std::string& text) { return std::strtof(text.c_str(), nullptr); }
 
 }  // namespace vrncal_test
 
