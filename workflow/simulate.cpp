@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fmt/format.h>
+#include <set>
 
 #include <vrncal/facade.h>
 
@@ -53,7 +54,20 @@ void mark(const LensModel& lens, const tagLenPar& par, Noise& noise, double sigm
 
 }  // namespace
 
+void check_simulate_options(const SimulateOptions& opt) {
+    std::set<int> seen;
+    for (int n : opt.grids) {
+        if (n != 5 && n != 9 && n != 17 && n != 25 && n != 33 && n != 65)
+            throw Error(fmt::format("simulate: grid size {}: a grid has 5, 9, 17, 25, 33 or 65 points per side", n));
+        if (!seen.insert(n).second) throw Error(fmt::format("simulate: grid size {} is listed twice", n));
+    }
+    if (!(opt.val_size > 1.0) || !(opt.val_size <= 100.0))
+        throw Error("simulate: the calibrated field (ValSize) must be above 1 and at most the field size 100");
+    if (!(opt.noise_um >= 0.0)) throw Error("simulate: the noise must not be negative");
+}
+
 TableContent simulate_calibration(const SimulateOptions& opt) {
+    check_simulate_options(opt);
     TableContent t;
     t.val_size = opt.val_size;
     Noise noise(opt.seed, opt.noise_um == 0.0 ? 0.0 : 1.0);
