@@ -1,0 +1,63 @@
+#include "points.h"
+
+#include <cmath>
+#include <cstring>
+#include <string>
+
+namespace vrncal::python {
+
+namespace {
+
+std::string shape_text(const py::array& a) {
+    std::string s = "(";
+    for (py::ssize_t i = 0; i < a.ndim(); ++i) s += (i ? ", " : "") + std::to_string(a.shape(i));
+    return s + (a.ndim() == 1 ? ",)" : ")");
+}
+
+FloatArray as_floats(const py::handle& obj) {
+    FloatArray a = FloatArray::ensure(obj);
+    if (!a) throw py::error_already_set();
+    return a;
+}
+
+}  // namespace
+
+PointsIn points_in(const py::handle& obj) {
+    FloatArray a = as_floats(obj);
+    if (a.ndim() < 1 || a.shape(a.ndim() - 1) != 2)
+        throw py::value_error("points must be an array of shape (N, 2) (x, y in field units); got shape " +
+                              shape_text(a));
+    return {std::move(a)};
+}
+
+FloatArray points_like(const PointsIn& in) {
+    return FloatArray(std::vector<py::ssize_t>(in.array.shape(), in.array.shape() + in.array.ndim()));
+}
+
+py::array_t<float> grid_array(const tagCalData* points, std::size_t side) {
+    const auto n = static_cast<py::ssize_t>(side);
+    py::array_t<float> a({n, n, py::ssize_t{4}});
+    if (side > 0) std::memcpy(a.mutable_data(), points, side * side * sizeof(tagCalData));
+    // A copy: writing into it would change nothing, so it says so by refusing.
+    a.attr("flags").attr("writeable") = false;
+    return a;
+}
+
+std::vector<tagCalData> grid_points(const py::handle& obj, const char* what, std::size_t& side) {
+    FloatArray a = as_floats(obj);
+    if (a.ndim() != 3 || a.shape(0) != a.shape(1) || a.shape(2) != 4)
+        throw py::value_error(std::string(what) + ": expected an array of shape (n, n, 4) (nominal x, y, measured "
+                              "x, y per point); got shape " + shape_text(a));
+    side = static_cast<std::size_t>(a.shape(0));
+    std::vector<tagCalData> pts(side * side);
+    if (!pts.empty()) std::memcpy(static_cast<void*>(pts.data()), a.data(), pts.size() * sizeof(tagCalData));
+    for (std::size_t i = 0; i < pts.size(); ++i) {
+        const tagCalData& p = pts[i];
+        if (!std::isfinite(p.X) || !std::isfinite(p.Y) || !std::isfinite(p.RealX) || !std::isfinite(p.RealY))
+            throw py::value_error(std::string(what) + ": the point at row " + std::to_string(i / side) +
+                                  ", column " + std::to_string(i % side) + " is not finite");
+    }
+    return pts;
+}
+
+}  // namespace vrncal::python

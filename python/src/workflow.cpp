@@ -1,0 +1,244 @@
+// The calibration workflow, as the command-line tool runs it: the simulated
+// head, simulate, evaluate, check and the data behind plot.  Everything here
+// calls workflow/; nothing is computed twice.
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include <pybind11/stl.h>
+#include <pybind11/stl/filesystem.h>
+
+#include "calibration.h"
+#include "points.h"
+#include "workflow/atomic_file.h"
+#include "workflow/calfile.h"
+#include "workflow/check.h"
+#include "workflow/evaluate.h"
+#include "workflow/lens.h"
+#include "workflow/plot_data.h"
+#include "workflow/simulate.h"
+
+namespace vrncal::python {
+
+namespace {
+
+using workflow::LensModel;
+
+// A list of polylines as (k, 2) float64 arrays.
+py::list lines_array(const std::vector<std::vector<workflow::PlotPoint>>& lines) {
+    py::list out;
+    for (const auto& line : lines) {
+        py::array_t<double> a({static_cast<py::ssize_t>(line.size()), py::ssize_t{2}});
+        auto r = a.mutable_unchecked<2>();
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            r(static_cast<py::ssize_t>(i), 0) = line[i].x;
+            r(static_cast<py::ssize_t>(i), 1) = line[i].y;
+        }
+        out.append(a);
+    }
+    return out;
+}
+
+Calibration simulate(const LensModel& lens, const std::vector<int>& grids, double val_size, double noise_um,
+                     std::uint64_t seed, const std::optional<std::filesystem::path>& out) {
+    workflow::SimulateOptions opt;
+    opt.lens = lens;
+    opt.grids = grids;
+    opt.val_size = val_size;
+    opt.noise_um = noise_um;
+    opt.seed = seed;
+    workflow::check_lens(lens);
+    std::string text;
+    {
+        py::gil_scoped_release release;
+        text = workflow::table_text(workflow::simulate_calibration(opt));
+    }
+    // The table is loaded from a file, as a machine would load it: the file
+    // asked for, or a temporary one that is removed again.
+    const std::string path = out ? out->string()
+                                 : (std::filesystem::temp_directory_path() / "vrncal-simulated.cor").string();
+    workflow::AtomicFile file(path);
+    if (std::fwrite(text.data(), 1, text.size(), file.stream()) != text.size())
+        throw CalibrationFailure(path + ": write failed", path);
+    if (out) {
+        file.commit();
+        workflow::Calibration cal = workflow::load_calibration(path);
+        return Calibration(std::move(cal.par), path, "correction table");
+    }
+    file.close_stream();
+    workflow::Calibration cal = workflow::load_calibration(file.temp_path());
+    return Calibration(std::move(cal.par), "", "");
+}
+
+}  // namespace
+
+void bind_workflow(py::module_& m) {
+    py::class_<LensModel>(m, "LensModel", R"doc(
+A simulated scan head: two galvanometer mirrors in front of an f-theta lens
+(the model `vrncal simulate --help` describes).  Field units are mm.
+
+LensModel(focal=160, separation=12, distance=35, distortion=0.02,
+          rotation=0, offset_x=0, offset_y=0, gain_x=0, gain_y=0)
+)doc")
+        .def(py::init([](double focal, double separation, double distance, double distortion, double rotation,
+                         double offset_x, double offset_y, double gain_x, double gain_y) {
+                 LensModel l;
+                 l.focal = focal, l.separation = separation, l.distance = distance, l.distortion = distortion;
+                 l.rotation = rotation, l.offset_x = offset_x, l.offset_y = offset_y;
+                 l.gain_x = gain_x, l.gain_y = gain_y;
+                 workflow::check_lens(l);
+                 return l;
+             }),
+             py::kw_only(), py::arg("focal") = 160.0, py::arg("separation") = 12.0, py::arg("distance") = 35.0,
+             py::arg("distortion") = 0.02, py::arg("rotation") = 0.0, py::arg("offset_x") = 0.0,
+             py::arg("offset_y") = 0.0, py::arg("gain_x") = 0.0, py::arg("gain_y") = 0.0)
+        .def_static(
+            "from_file", [](const std::filesystem::path& p) { return workflow::read_lens_file(p.string()); },
+            py::arg("path"), "Reads a lens file: an INI file with a [lens] section (examples/lens.ini).")
+        .def_readwrite("focal", &LensModel::focal)
+        .def_readwrite("separation", &LensModel::separation)
+        .def_readwrite("distance", &LensModel::distance)
+        .def_readwrite("distortion", &LensModel::distortion)
+        .def_readwrite("rotation", &LensModel::rotation)
+        .def_readwrite("offset_x", &LensModel::offset_x)
+        .def_readwrite("offset_y", &LensModel::offset_y)
+        .def_readwrite("gain_x", &LensModel::gain_x)
+        .def_readwrite("gain_y", &LensModel::gain_y)
+        .def("to_ini", &workflow::lens_to_ini, "The lens as the text of a lens file.")
+        .def("__repr__",
+             [](const LensModel& l) {
+                 return py::str("LensModel(focal={}, separation={}, distance={}, distortion={}, rotation={}, "
+                                "offset_x={}, offset_y={}, gain_x={}, gain_y={})")
+                     .format(l.focal, l.separation, l.distance, l.distortion, l.rotation, l.offset_x, l.offset_y,
+                             l.gain_x, l.gain_y);
+             })
+        .def(
+            "land",
+            [](const LensModel& lens, const Calibration& cal, const py::handle& counts) {
+                workflow::check_lens(lens);
+                workflow::check_lens_range(lens, cal.par());
+                const PointsIn in = points_in(counts);
+                std::vector<py::ssize_t> shape(in.array.shape(), in.array.shape() + in.array.ndim());
+                py::array_t<double> out(shape);
+                double* dst = out.mutable_data();
+                const tagKelPointF* src = in.data();
+                const std::size_t n = in.count();
+                cal.read_released([&](const tagLenPar& p) {
+                    for (std::size_t i = 0; i < n; ++i) {
+                        const auto hit = lens.land(p, src[i]);
+                        dst[2 * i] = hit.x;
+                        dst[2 * i + 1] = hit.y;
+                    }
+                });
+                return out;
+            },
+            py::arg("calibration"), py::arg("counts"),
+            "Where the spot lands (field units, float64, shape of counts) when the head is driven to the "
+            "device points counts; the calibration supplies resolution and field size.");
+
+    m.def("simulate", &simulate, py::arg("lens") = LensModel(), py::arg("grids") = std::vector<int>{17},
+          py::arg("val_size") = 80.0, py::arg("noise_um") = 0.0, py::arg("seed") = 1,
+          py::arg("path") = py::none(), R"doc(
+Calibrates a simulated head as `vrncal simulate` does: nine points marked
+linearly and measured, the nine-point fit, then each grid (5, 9, 17, 25, 33
+or 65 points per side, in the order given) marked through the correction as
+it stands and measured, with Gaussian noise of noise_um per axis.  Writes the
+correction table to path when given, and returns the calibration loaded from
+it.
+)doc");
+
+    py::class_<workflow::Stage>(m, "Stage", "One stage of evaluate(): landing errors in micrometres.")
+        .def_readonly("name", &workflow::Stage::name)
+        .def_property_readonly("max_um", [](const workflow::Stage& s) { return s.stats.max; })
+        .def_property_readonly("rms_um", [](const workflow::Stage& s) { return s.stats.rms; })
+        .def_property_readonly("p95_um", [](const workflow::Stage& s) { return s.stats.p95; })
+        .def_property_readonly("count", [](const workflow::Stage& s) { return s.stats.count; })
+        .def("__repr__", [](const workflow::Stage& s) {
+            return py::str("Stage({!r}, max_um={:.2f}, rms_um={:.2f}, p95_um={:.2f})")
+                .format(s.name, s.stats.max, s.stats.rms, s.stats.p95);
+        });
+
+    py::object cls = m.attr("Calibration");
+    cls.attr("evaluate") = py::cpp_function(
+        [](const Calibration& cal, const LensModel& lens, int pattern) {
+            workflow::check_lens(lens);
+            workflow::check_lens_range(lens, cal.par());
+            std::vector<workflow::Stage> stages;
+            cal.read_released([&](const tagLenPar& p) { stages = workflow::evaluate_stages(lens, p, pattern); });
+            return stages;
+        },
+        py::name("evaluate"), py::is_method(cls), py::arg("lens"), py::arg("pattern") = 101, R"doc(
+The landing error on the simulated head, as `vrncal evaluate` reports it:
+over a pattern x pattern raster of targets spanning +-val_size/2, the head
+driven linearly, then through the nine-point correction alone, then adding
+the grids one by one.  Returns one Stage per step (name, max_um, rms_um,
+p95_um, count).
+)doc");
+
+    py::class_<workflow::Finding>(m, "Finding", py::dynamic_attr(),
+                                  "A problem check() found: line (0: the whole file), severity, message, and "
+                                  "text, the line `vrncal check` prints.")
+        .def_readonly("line", &workflow::Finding::line)
+        .def_property_readonly("severity",
+                               [](const workflow::Finding& f) {
+                                   return f.severity == workflow::Finding::Error ? "error" : "warning";
+                               })
+        .def_readonly("message", &workflow::Finding::message)
+        .def("__repr__", [](const workflow::Finding& f) {
+            return py::str("Finding(line={}, severity={!r}, message={!r})")
+                .format(f.line, f.severity == workflow::Finding::Error ? "error" : "warning", f.message);
+        });
+
+    m.def(
+        "check",
+        [](const std::filesystem::path& p) {
+            const std::string path = p.string();
+            py::list out;
+            for (const auto& f : workflow::check_calibration(path)) {
+                py::object o = py::cast(f);
+                o.attr("text") = workflow::format_finding(path, f);
+                out.append(o);
+            }
+            return out;
+        },
+        py::arg("path"), R"doc(
+Lints a calibration file as `vrncal check` does: a correction table as the
+library reads it (with line numbers), a data file for its structure; then
+the fitted coefficients.  Returns the findings (Finding: line, severity,
+message, text as the tool prints it); none when the file is fine.
+)doc");
+
+    cls.attr("plot_data") = py::cpp_function(
+        [](const Calibration& cal, int lines, std::optional<double> factor, const LensModel* lens) {
+            if (lines < 2 || lines > 201) throw py::value_error("lines must be 2 to 201");
+            if (factor && !(*factor > 0.0)) throw py::value_error("factor must be positive");
+            if (lens) workflow::check_lens_range(*lens, cal.par());
+            workflow::PlotData d;
+            cal.read_released([&](const tagLenPar& p) { d = workflow::plot_data(p, lines, factor, lens); });
+            py::dict out;
+            out["val_size"] = d.val_size;
+            out["nominal"] = lines_array(d.nominal);
+            out["drive"] = lines_array(d.drive);
+            out["factor"] = d.factor;
+            out["max_deviation"] = d.max_deviation;
+            if (d.cells > 0) {
+                py::array_t<double> e({static_cast<py::ssize_t>(d.cells), static_cast<py::ssize_t>(d.cells)});
+                std::copy(d.error_um.begin(), d.error_um.end(), e.mutable_data());
+                out["error_um"] = e;
+            } else {
+                out["error_um"] = py::none();
+            }
+            return out;
+        },
+        py::name("plot_data"), py::is_method(cls), py::arg("lines") = 17, py::arg("factor") = py::none(),
+        py::arg("lens") = py::none(), R"doc(
+What `vrncal plot` draws, for a matplotlib figure: a dict with 'nominal' and
+'drive' (lists of (k, 2) arrays: grid lines at their nominal positions and at
+the drive positions the correction gives, deviations exaggerated by
+'factor'), 'max_deviation' (field units), 'val_size', and 'error_um' (with a
+lens: the landing error as a 120 x 120 map, row 0 at the top; else None).
+)doc");
+}
+
+}  // namespace vrncal::python
