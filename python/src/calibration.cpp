@@ -2,6 +2,7 @@
 // corrected in batches with the GIL released.
 #include "calibration.h"
 
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -141,6 +142,8 @@ void set_member(Calibration& cal, const std::string& name, const py::object& val
         cal.edit([&](tagLenPar& p) { *std::get<int*>(m.ref(p)) = static_cast<int>(v); });
         return;
     }
+    if (py::isinstance<py::str>(value) || py::isinstance<py::bytes>(value))
+        throw py::type_error(name + ": a number is needed");
     const double v = py::float_(value).cast<double>();
     const bool single = std::holds_alternative<float*>(kind);
     if (!std::isfinite(single ? static_cast<double>(static_cast<float>(v)) : v))
@@ -198,26 +201,33 @@ void put_grid(Calibration& cal, py::ssize_t i, const py::handle& values, bool in
 
 // ---- corrections ----------------------------------------------------------
 
-enum class Conversion { Corrected, Linear, Shifted };
+// Corrected: the batch corrector; Facade: VrnCal::CalibPoint point by point,
+// the reference the batch is held to.
+enum class Conversion { Corrected, Facade, Linear, Shifted };
 
 FloatArray convert(Calibration& cal, const py::handle& points, Conversion conv) {
-    const PointsIn in = points_in(points);
-    FloatArray out = points_like(in);
-    const tagKelPointF* src = in.data();
+    const PointsIn in(points);
+    FloatArray out = new_points(in.shape());
     tagKelPointF* dst = points_of(out);
-    const std::size_t n = in.count();
     if (conv == Conversion::Corrected) {
-        cal.correct_released([&](const tagLenPar&, const Corrector& c) { c.correct(src, dst, n); });
+        cal.correct_released([&](const tagLenPar&, const Corrector& c) {
+            in.blocks(dst, [&](const tagKelPointF* a, tagKelPointF* b, std::size_t n) { c.correct(a, b, n); });
+        });
         return out;
     }
-    cal.read_released([&](const tagLenPar& p) {
+    cal.read_released([&](const tagLenPar& par) {
         VrnCal vc;
-        for (std::size_t i = 0; i < n; ++i) {
-            if (conv == Conversion::Linear)
-                vc.LP2DPEX_Cal(src[i], dst[i], p);
-            else
-                vc.LP2DPEX_SFT(src[i], dst[i], p, true);
-        }
+        in.blocks(dst, [&](const tagKelPointF* a, tagKelPointF* b, std::size_t n) {
+            for (std::size_t i = 0; i < n; ++i) {
+                const tagKelPointF p = a[i];  // a and b may be the same block
+                if (conv == Conversion::Facade)
+                    vc.CalibPoint(par, p, b[i]);
+                else if (conv == Conversion::Linear)
+                    vc.LP2DPEX_Cal(p, b[i], par);
+                else
+                    vc.LP2DPEX_SFT(p, b[i], par, true);
+            }
+        });
     });
     return out;
 }
@@ -232,13 +242,21 @@ std::string describe(const Calibration& cal) {
                            : std::string("  mode          box correction (CalMode 0)\n"));
 }
 
+// The line of a table that a workflow message names as "PATH:LINE: ...".
+long line_of(const std::string& message, const std::string& path) {
+    if (message.compare(0, path.size() + 1, path + ":") != 0) return 0;
+    std::size_t i = path.size() + 1, end = i;
+    while (end < message.size() && end - i < 9 && message[end] >= '0' && message[end] <= '9') ++end;
+    return end > i && end < message.size() && message[end] == ':' ? std::stol(message.substr(i, end - i)) : 0;
+}
+
 Calibration load(const std::filesystem::path& file, std::optional<double> field_size) {
     const std::string path = file.string();
     workflow::Calibration loaded;
     try {
         loaded = workflow::load_calibration(path);
     } catch (const workflow::Error& e) {
-        throw CalibrationFailure(e.what(), path);
+        throw CalibrationFailure(e.what(), path, line_of(e.what(), path));
     }
     if (field_size) loaded.par.FieldSize = positive(*field_size, "field_size");
     return Calibration(std::move(loaded.par), path, loaded.data_file ? "data file" : "correction table");
@@ -382,6 +400,29 @@ each point.  Runs without the GIL.
             py::arg("x"), py::arg("y"),
             "One point through the facade, VrnCal::CalibPoint: (x, y) counts as Python floats holding the "
             "float32 values.")
+        // The references the batch path is held to: the facade point by
+        // point (for the tests), and the C++ batch call timed on the same
+        // points (for bench/python_bench.py).
+        .def("_correct_facade",
+             [](Calibration& c, const py::handle& pts) { return convert(c, pts, Conversion::Facade); })
+        .def("_time_batch",
+             [](Calibration& c, const py::handle& pts, int repeats) {
+                 const FloatArray in = FloatArray::ensure(pts);
+                 if (!in || in.ndim() != 2 || in.shape(1) != 2) throw py::value_error("points: (N, 2) needed");
+                 const auto n = static_cast<std::size_t>(in.shape(0));
+                 const auto* src = reinterpret_cast<const tagKelPointF*>(in.data());
+                 std::vector<tagKelPointF> out(n);
+                 double best = std::numeric_limits<double>::infinity();
+                 c.correct_released([&](const tagLenPar&, const Corrector& k) {
+                     for (int r = 0; r < repeats; ++r) {
+                         const auto t0 = std::chrono::steady_clock::now();
+                         k.correct(src, out.data(), n);
+                         const std::chrono::duration<double> t = std::chrono::steady_clock::now() - t0;
+                         best = std::min(best, t.count());
+                     }
+                 });
+                 return best;
+             })
         .def(
             "fit",
             [](Calibration& c) {

@@ -16,23 +16,29 @@ std::string shape_text(const py::array& a) {
 
 FloatArray as_floats(const py::handle& obj) {
     FloatArray a = FloatArray::ensure(obj);
-    if (!a) throw py::error_already_set();
+    if (!a) {  // numpy says why
+        py::module_::import("numpy").attr("asarray")(obj, py::dtype::of<float>());
+        throw py::type_error("points must be numbers");
+    }
     return a;
 }
 
 }  // namespace
 
-PointsIn points_in(const py::handle& obj) {
-    FloatArray a = as_floats(obj);
-    if (a.ndim() < 1 || a.shape(a.ndim() - 1) != 2)
+PointsIn::PointsIn(const py::handle& obj) {
+    if (py::isinstance<py::array_t<double, py::array::c_style>>(obj)) {
+        array_ = py::reinterpret_borrow<py::array>(obj);
+        single_ = false;
+    } else {
+        array_ = as_floats(obj);
+    }
+    if (array_.ndim() < 1 || array_.shape(array_.ndim() - 1) != 2)
         throw py::value_error("points must be an array of shape (N, 2) (x, y in field units); got shape " +
-                              shape_text(a));
-    return {std::move(a)};
+                              shape_text(array_));
+    count_ = static_cast<std::size_t>(array_.size()) / 2;
 }
 
-FloatArray points_like(const PointsIn& in) {
-    return FloatArray(std::vector<py::ssize_t>(in.array.shape(), in.array.shape() + in.array.ndim()));
-}
+FloatArray new_points(const std::vector<py::ssize_t>& shape) { return FloatArray(shape); }
 
 py::array_t<float> grid_array(const tagCalData* points, std::size_t side) {
     const auto n = static_cast<py::ssize_t>(side);

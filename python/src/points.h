@@ -2,6 +2,7 @@
 #ifndef VRNCAL_PYTHON_POINTS_H
 #define VRNCAL_PYTHON_POINTS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -21,17 +22,44 @@ static_assert(sizeof(tagKelPointF) == 2 * sizeof(float), "a point is two packed 
 static_assert(sizeof(tagCalData) == 4 * sizeof(float), "a calibration point is four packed floats");
 
 // Field points: any array whose last axis has length 2 ((N, 2), (2,),
-// (rows, cols, 2) ...), each coordinate rounded to the nearest float.
-// Throws ValueError for another shape.
-struct PointsIn {
-    FloatArray array;
-    const tagKelPointF* data() const { return reinterpret_cast<const tagKelPointF*>(array.data()); }
-    std::size_t count() const { return static_cast<std::size_t>(array.size()) / 2; }
-};
-PointsIn points_in(const py::handle& obj);
+// (rows, cols, 2) ...).  C-ordered float32 is used in place and C-ordered
+// float64 is rounded to float block by block while it is used (so a large
+// batch is not copied first); anything else is converted to float32 once.
+class PointsIn {
+public:
+    explicit PointsIn(const py::handle& obj);  // throws ValueError for another shape
 
-// A new float32 array of the shape of the input, for the results.
-FloatArray points_like(const PointsIn& in);
+    std::size_t count() const { return count_; }
+    std::vector<py::ssize_t> shape() const { return {array_.shape(), array_.shape() + array_.ndim()}; }
+
+    // Calls f(in, out, n) on consecutive blocks of the points, out being the
+    // matching block of dst (count() points).  in may be that same block,
+    // holding the points rounded to float.  Touches no Python object.
+    template <typename F>
+    void blocks(tagKelPointF* dst, F&& f) const {
+        if (single_) {
+            f(reinterpret_cast<const tagKelPointF*>(array_.data()), dst, count_);
+            return;
+        }
+        const double* src = static_cast<const double*>(array_.data());
+        constexpr std::size_t kBlock = 2048;  // stays in the first-level cache
+        for (std::size_t at = 0; at < count_; at += kBlock) {
+            const std::size_t n = std::min(kBlock, count_ - at);
+            for (std::size_t i = 0; i < n; ++i)
+                dst[at + i] = tagKelPointF{static_cast<float>(src[2 * (at + i)]),
+                                           static_cast<float>(src[2 * (at + i) + 1])};
+            f(dst + at, dst + at, n);
+        }
+    }
+
+private:
+    py::array array_;
+    bool single_ = true;
+    std::size_t count_ = 0;
+};
+
+// A new C-ordered float32 array of the given shape, for results.
+FloatArray new_points(const std::vector<py::ssize_t>& shape);
 inline tagKelPointF* points_of(FloatArray& a) { return reinterpret_cast<tagKelPointF*>(a.mutable_data()); }
 
 // A side x side grid of calibration points as a read-only (side, side, 4)

@@ -118,18 +118,19 @@ LensModel(focal=160, separation=12, distance=35, distortion=0.02,
             [](const LensModel& lens, const Calibration& cal, const py::handle& counts) {
                 workflow::check_lens(lens);
                 workflow::check_lens_range(lens, cal.par());
-                const PointsIn in = points_in(counts);
-                std::vector<py::ssize_t> shape(in.array.shape(), in.array.shape() + in.array.ndim());
-                py::array_t<double> out(shape);
-                double* dst = out.mutable_data();
-                const tagKelPointF* src = in.data();
-                const std::size_t n = in.count();
+                const PointsIn in(counts);
+                py::array_t<double> out(in.shape());
+                double* xy = out.mutable_data();
+                std::vector<tagKelPointF> buffer(in.count());
                 cal.read_released([&](const tagLenPar& p) {
-                    for (std::size_t i = 0; i < n; ++i) {
-                        const auto hit = lens.land(p, src[i]);
-                        dst[2 * i] = hit.x;
-                        dst[2 * i + 1] = hit.y;
-                    }
+                    in.blocks(buffer.data(), [&](const tagKelPointF* a, tagKelPointF* b, std::size_t n) {
+                        const std::size_t at = static_cast<std::size_t>(b - buffer.data());
+                        for (std::size_t i = 0; i < n; ++i) {
+                            const auto hit = lens.land(p, a[i]);
+                            xy[2 * (at + i)] = hit.x;
+                            xy[2 * (at + i) + 1] = hit.y;
+                        }
+                    });
                 });
                 return out;
             },
