@@ -2,6 +2,7 @@
 // the facade's file-level members.
 #include <cmath>
 #include <fmt/format.h>
+#include <optional>
 #include <vector>
 
 #include "commands.h"
@@ -36,18 +37,26 @@ void run_get(const std::string& path, const std::string& stack) {
     fmt::print("{}", s);
 }
 
-void run_set(const std::string& path, const std::string& stack, const std::string& points, const std::string& out) {
-    const Calibration cal = load_calibration(path);
-    const std::string target = edit_target(cal, out);
+void run_set(const std::string& path, const std::string& stack, const std::string& points, const std::string& out,
+             std::optional<double> field_size) {
+    const Calibration cal = load_calibration(path, field_size);
     const int index = stack_index(stack);
+    const bool text = !cal.data_file && (out.empty() || text_output(out, ""));
+    if (cal.data_file && !out.empty() && text_output(out, ""))
+        throw ToolError(out + ": the edit of a data file is saved as a data file; convert it to a table afterwards");
     std::vector<tagCalData> pts;
     for (const auto& r : read_all_rows(points, 4)) pts.push_back(tagCalData{r[0], r[1], r[2], r[3]});
-    const PointsEdit e = set_stack_points(cal, index, points, pts, target);
-    if (e.appended)
+    const std::string target = out.empty() ? path : out;
+    const PointsEdit e = text ? set_table_points(path, index, points, pts, out, field_size)
+                              : set_stack_points(cal, index, points, pts, target);
+    const std::string what = e.index < 0 ? std::string("the nine points") : fmt::format("grid {}", e.index);
+    if (text)
+        fmt::print("{}: {} {} ({} x {}) in [Cal{}]; the table stays text\n", target,
+                   e.appended ? "added" : "replaced", what, e.size, e.size, e.index < 0 ? 3 : e.size);
+    else if (e.appended)
         fmt::print("{}: appended grid {} ({} x {}); coefficients refitted\n", target, e.index, e.size, e.size);
     else
-        fmt::print("{}: replaced {} ({} x {}); coefficients refitted\n", target,
-                   e.index < 0 ? std::string("the nine points") : fmt::format("grid {}", e.index), e.size, e.size);
+        fmt::print("{}: replaced {} ({} x {}); coefficients refitted\n", target, what, e.size, e.size);
 }
 
 void run_gain(const std::string& path, const std::string& axis) {
@@ -84,6 +93,7 @@ void add_points_command(CLI::App& app, Context&) {
     auto input = std::make_shared<std::string>();
     auto out = std::make_shared<std::string>();
     auto axis = std::make_shared<std::string>("x");
+    auto field_size = std::make_shared<std::optional<double>>();
 
     auto* get = cmd->add_subcommand("get", "Print the points of the nine-point grid or of one grid");
     get->add_option("FILE", *path, "Calibration file")->required();
@@ -97,12 +107,19 @@ void add_points_command(CLI::App& app, Context&) {
     set->add_option("POINTS", *input, "Points 'X Y RealX RealY' per line, row-major; '-' reads standard input")
         ->required();
     set->add_option("--stack", *stack, "'nine' (default), a grid index, or an index past the last grid to append");
-    set->add_option("-o,--output", *out, "Data file to write (default: FILE itself, which must be a data file)");
-    set->footer("The library saves the edited calibration as a binary data file and fits the\n"
-                "coefficients again.\n\nExample:\n"
-                "  vrncal points get sample.dat --stack 0 > grid.txt   # edit grid.txt, then\n"
+    set->add_option("-o,--output", *out, "File to write instead of FILE: a correction table when it ends in .cor or "
+                                         ".txt, a data file otherwise");
+    add_field_size_option(set, *field_size);
+    set->footer("A correction table is edited as text, in place: the points of the stack are replaced\n"
+                "where they stand and every other line is kept (an appended grid gets its own [Cal<n>]\n"
+                "section: a table holds one grid per size).  A data file is edited through the library,\n"
+                "which fits the coefficients again and saves it as a data file.  The nine points are\n"
+                "given as the table stores them, in the frame the nine-point model sees (see 'vrncal plan\n"
+                "--help').\n\nExamples:\n"
+                "  vrncal points get table.cor --stack 0 > grid.txt   # edit grid.txt, then\n"
+                "  vrncal points set table.cor grid.txt --stack 0\n"
                 "  vrncal points set sample.dat grid.txt --stack 0");
-    set->callback([=] { run_set(*path, *stack, *input, *out); });
+    set->callback([=] { run_set(*path, *stack, *input, *out, *field_size); });
 
     auto* gain = cmd->add_subcommand("gain", "Print the gain-table points of one axis as the library reads them");
     gain->add_option("FILE", *path, "Calibration file")->required();

@@ -6,8 +6,8 @@
 #define VRNCAL_TOOLS_COMMANDS_H
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
-
 
 namespace vrncal::tools {
 
@@ -24,6 +24,15 @@ void add_points_command(CLI::App& app, Context& ctx);
 void add_simulate_command(CLI::App& app, Context& ctx);
 void add_evaluate_command(CLI::App& app, Context& ctx);
 void add_plot_command(CLI::App& app, Context& ctx);
+void add_plan_command(CLI::App& app, Context& ctx);
+void add_measure_command(CLI::App& app, Context& ctx);
+
+// True when a calibration written to path is a correction table: format
+// "text", or no format and a path ending in .cor or .txt.
+bool text_output(const std::string& path, const std::string& format);
+
+// --field-size, for commands that load a calibration.
+void add_field_size_option(CLI::App* cmd, std::optional<double>& field_size);
 
 // Writes text to a file through a temporary file and a rename, or to
 // standard output for "-".

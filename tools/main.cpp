@@ -29,6 +29,8 @@ int main(int argc, char** argv) {
     add_simulate_command(app, ctx);
     add_evaluate_command(app, ctx);
     add_plot_command(app, ctx);
+    add_plan_command(app, ctx);
+    add_measure_command(app, ctx);
     if (argc > 1 && argv[1][0] != '-') {
         // CLI11 would only say that a command is required.
         std::string names;

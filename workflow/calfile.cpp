@@ -14,6 +14,8 @@
 #include "workflow/error.h"
 #include "workflow/lint.h"
 #include "workflow/numbers.h"
+#include "workflow/table_edit.h"
+#include "workflow/table_writer.h"
 
 namespace vrncal::workflow {
 
@@ -71,12 +73,54 @@ void validate_data_file(const std::string& path) {
     }
 }
 
-Calibration load_calibration(const std::string& path) {
+void check_field_size(double field_size, const std::string& what) {
+    if (!(field_size > 1.0) || !std::isfinite(field_size))
+        throw Error(fmt::format("{}: field size {} is not a number above 1", what, field_size));
+}
+
+std::optional<double> table_field_size(const std::string& path, const std::string& text) {
+    const auto v = TableEditor(text).find(kToolSection, kFieldSizeKey);
+    if (!v) return std::nullopt;
+    const auto fs = parse_double(v->text);
+    if (!fs || !(*fs > 1.0) || !std::isfinite(*fs))
+        throw Error(fmt::format("{}:{}: [{}] {}: '{}' is not a field size (a number above 1)", path, v->line,
+                                kToolSection, kFieldSizeKey, std::string(trimmed(v->text))));
+    return fs;
+}
+
+const char* field_size_source(FieldSizeFrom from) {
+    switch (from) {
+        case FieldSizeFrom::Table: return "from [vrncal] FieldSize";
+        case FieldSizeFrom::DataFile: return "stored in the data file";
+        case FieldSizeFrom::Given: return "given";
+        case FieldSizeFrom::Default: break;
+    }
+    return "the default: the table does not state one";
+}
+
+Calibration load_calibration(const std::string& path, std::optional<double> field_size) {
     require_readable(path);
     Calibration cal;
     cal.path = path;
     cal.data_file = is_data_file(path);
-    if (cal.data_file) validate_data_file(path);
+    if (field_size) check_field_size(*field_size, "the field size given");
+    bool planned = false;
+    if (cal.data_file) {
+        validate_data_file(path);
+    } else {
+        const std::string text = read_file(path);
+        const auto own = table_field_size(path, text);
+        if (own && field_size && *own != *field_size)
+            throw Error(fmt::format("{}: the table was calibrated with the field size {} ([{}] {}); the field size "
+                                    "given, {}, disagrees",
+                                    path, *own, kToolSection, kFieldSizeKey, *field_size));
+        if (own || field_size) {
+            cal.par.FieldSize = own ? *own : *field_size;
+            cal.field_size_from = own ? FieldSizeFrom::Table : FieldSizeFrom::Given;
+        }
+        const TableEditor table(text);
+        planned = !table.has_section("Cal3") && table.has_section(kToolSection);
+    }
     VrnCal vc;
     bool ok = false;
     try {
@@ -88,6 +132,10 @@ Calibration load_calibration(const std::string& path) {
     }
     if (!ok) {
         if (cal.data_file) throw Error(path + ": the data file cannot be loaded");
+        // A table the tool planned, before its first import.
+        if (planned)
+            throw Error(path + ": the nine points are not measured yet: mark the nine-point job of the table and "
+                               "import the measurements");
         auto nine = [](const std::string& m) {
             return m.find("[Cal3]") != std::string::npos && (m.rfind("PNT", 0) == 0 || m.rfind("no [Cal3]", 0) == 0);
         };
@@ -95,6 +143,12 @@ Calibration load_calibration(const std::string& path) {
                                 "not a calibration: no data file magic, and no nine points PNT0 to PNT8 in [Cal3]"));
     }
     cal.par.CalMode = 1;
+    if (cal.data_file) {
+        cal.field_size_from = FieldSizeFrom::DataFile;
+        if (field_size && *field_size != cal.par.FieldSize)
+            throw Error(fmt::format("{}: the data file stores the field size {}; the field size given, {}, disagrees",
+                                    path, cal.par.FieldSize, *field_size));
+    }
     return cal;
 }
 

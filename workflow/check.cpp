@@ -47,13 +47,18 @@ std::vector<Finding> check_calibration(const std::string& path) {
         check_coefficients(par, findings);
         return findings;
     }
-    findings = lint_table(read_file(path));
+    const std::string text = read_file(path);
+    findings = lint_table(text);
     const bool blocked = std::any_of(findings.begin(), findings.end(), [](const Finding& f) {
         return f.severity == Finding::Error && (f.message.find("will not load") != std::string::npos ||
                                                f.message.find("the load stops") != std::string::npos);
     });
     if (!blocked) {
         tagLenPar par;
+        try {
+            par.FieldSize = table_field_size(path, text).value_or(par.FieldSize);
+        } catch (const Error&) {  // the linter reports it
+        }
         VrnCal vc;
         try {
             if (vc.loadUcf(path.c_str(), par))

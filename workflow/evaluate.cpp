@@ -6,7 +6,7 @@
 #include <vrncal/facade.h>
 
 #include "workflow/error.h"
-#include "workflow/simulate.h"
+#include "workflow/head.h"
 
 namespace vrncal::workflow {
 
@@ -19,7 +19,7 @@ std::vector<tagKelPointF> target_pattern(int n, double val_size) {
     return pts;
 }
 
-std::vector<double> landing_errors_um(const LensModel& lens, const tagLenPar& par,
+std::vector<double> landing_errors_um(const Head& head, const tagLenPar& par,
                                       const std::vector<tagKelPointF>& targets, bool corrected) {
     std::vector<tagKelPointF> counts(targets.size());
     if (corrected) {
@@ -29,23 +29,23 @@ std::vector<double> landing_errors_um(const LensModel& lens, const tagLenPar& pa
         for (std::size_t i = 0; i < targets.size(); ++i) vc.LP2DPEX_Cal(targets[i], counts[i], par);
     }
     std::vector<double> e(targets.size());
-    for (std::size_t i = 0; i < targets.size(); ++i) e[i] = landing_error(lens, par, targets[i], counts[i]) * 1000.0;
+    for (std::size_t i = 0; i < targets.size(); ++i) e[i] = landing_error(head, par, targets[i], counts[i]) * 1000.0;
     return e;
 }
 
-std::vector<Stage> evaluate_stages(const LensModel& lens, const tagLenPar& full, int n) {
+std::vector<Stage> evaluate_stages(const Head& head, const tagLenPar& full, int n) {
     if (n < 2 || n > 2001) throw Error("evaluate: the pattern must have 2 to 2001 targets per side");
     const auto targets = target_pattern(n, full.ValSize);
     std::vector<Stage> stages;
-    stages.push_back({"uncorrected (linear)", summarize(landing_errors_um(lens, full, targets, false))});
+    stages.push_back({"uncorrected (linear)", summarize(landing_errors_um(head, full, targets, false))});
     tagLenPar par = full;
     par.Stacks.clear();
     std::string name = "nine-point";
-    stages.push_back({name, summarize(landing_errors_um(lens, par, targets, true))});
+    stages.push_back({name, summarize(landing_errors_um(head, par, targets, true))});
     for (const auto& s : full.Stacks) {
         par.Stacks.push_back(s);
         name += fmt::format(" + {}x{}", s.Size, s.Size);
-        stages.push_back({name, summarize(landing_errors_um(lens, par, targets, true))});
+        stages.push_back({name, summarize(landing_errors_um(head, par, targets, true))});
     }
     return stages;
 }

@@ -9,7 +9,7 @@
 
 #include <vrncal/records.h>
 
-#include "workflow/lens.h"
+#include "workflow/head.h"
 #include "workflow/stats.h"
 
 namespace vrncal::workflow {
@@ -24,12 +24,12 @@ std::vector<tagKelPointF> target_pattern(int n, double val_size);
 
 // Landing errors in micrometres of the targets driven through par: through
 // the correction CalMode selects, or linearly.
-std::vector<double> landing_errors_um(const LensModel& lens, const tagLenPar& par,
+std::vector<double> landing_errors_um(const Head& head, const tagLenPar& par,
                                       const std::vector<tagKelPointF>& targets, bool corrected);
 
 // One stage per step of the calibration, over an n x n pattern spanning
 // +-ValSize/2.  Throws Error unless 2 <= n <= 2001.
-std::vector<Stage> evaluate_stages(const LensModel& lens, const tagLenPar& par, int n);
+std::vector<Stage> evaluate_stages(const Head& head, const tagLenPar& par, int n);
 
 }  // namespace vrncal::workflow
 

@@ -63,11 +63,11 @@ std::string info_heading(const std::string& path, bool data_file) {
                                  : "correction table (text; coefficients fitted on load)");
 }
 
-std::string info_text(const std::string& heading, const tagLenPar& p) {
+std::string info_text(const std::string& heading, const tagLenPar& p, const std::string& field_size_from) {
     std::string s = heading + "\n";
     s += fmt::format("  resolution    {} counts, half {}\n", p.Resolution, p.HalfResolution);
-    s += fmt::format("  field size    {} (linear conversion), ValSize {} (grids and clamping)\n", p.FieldSize,
-                     p.ValSize);
+    s += fmt::format("  field size    {} ({}; linear conversion), ValSize {} (grids and clamping)\n", p.FieldSize,
+                     field_size_from, p.ValSize);
     s += fmt::format("  lens flags    XYFlip {}  XInvert {}  YInvert {}   box: LEN_XYFLIP {}  LEN_XINVERT {}  "
                      "LEN_YINVERT {}\n",
                      p.XYFlip, p.XInvert, p.YInvert, p.LEN_XYFLIP, p.LEN_XINVERT, p.LEN_YINVERT);

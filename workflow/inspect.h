@@ -46,9 +46,10 @@ struct NineFit {
 // should drive the head where the nominal was driven.
 NineFit fit_nine_points(const tagLenPar& par);
 
-// What `vrncal info` shows: heading, then resolution, field sizes, lens
-// flags, the coefficients, each grid with its deviations, the gain tables.
-std::string info_text(const std::string& heading, const tagLenPar& p);
+// What `vrncal info` shows: heading, then resolution, field sizes (with
+// where the field size comes from), lens flags, the coefficients, each grid
+// with its deviations, the gain tables.
+std::string info_text(const std::string& heading, const tagLenPar& p, const std::string& field_size_from);
 // The heading of a loaded file: "PATH: correction table (...)".
 std::string info_heading(const std::string& path, bool data_file);
 

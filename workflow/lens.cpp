@@ -55,13 +55,19 @@ void check_lens(const LensModel& lens) {
     if (!(lens.distance + lens.separation > 0.0)) throw Error("lens: distance + separation must be positive");
 }
 
-void check_lens_range(const LensModel& lens, const tagLenPar& par) {
-    const double gain = 1.0 + std::max(std::fabs(lens.gain_x), std::fabs(lens.gain_y));
-    const double degrees = 0.5 * par.FieldSize / lens.focal * gain * 180.0 / kPi;
+void LensModel::check_range(const tagLenPar& par) const {
+    const double gain = 1.0 + std::max(std::fabs(gain_x), std::fabs(gain_y));
+    const double degrees = 0.5 * par.FieldSize / focal * gain * 180.0 / kPi;
     if (!(degrees <= 60.0))
         throw Error(fmt::format("lens: a focal length of {} swings the beam {:.0f} degrees off axis over a field "
-                                    "of {}; the model holds up to 60",
-                                    lens.focal, degrees, par.FieldSize));
+                                "of {}; the model holds up to 60",
+                                focal, degrees, par.FieldSize));
+}
+
+std::vector<std::string> LensModel::describe() const {
+    return {fmt::format("lens: focal={} separation={} distance={} distortion={} rotation={}", focal, separation,
+                        distance, distortion, rotation),
+            fmt::format("      offset_x={} offset_y={} gain_x={} gain_y={}", offset_x, offset_y, gain_x, gain_y)};
 }
 
 LensModel read_lens_file(const std::string& path) {
@@ -96,19 +102,6 @@ std::string lens_to_ini(const LensModel& lens) {
     std::string s = "[lens]\n";
     for (const auto& k : kLensKeys) s += fmt::format("{}={}\n", k.name, lens.*(k.member));
     return s;
-}
-
-void Noise::pair(double& a, double& b) {
-    if (sigma_ == 0.0) {
-        a = b = 0.0;
-        return;
-    }
-    // u1 in (0, 1] keeps the logarithm finite; u2 in [0, 1).
-    const double u1 = static_cast<double>((gen_() >> 11) + 1) * 0x1p-53;
-    const double u2 = static_cast<double>(gen_() >> 11) * 0x1p-53;
-    const double radius = std::sqrt(-2.0 * std::log(u1)) * sigma_;
-    a = radius * std::cos(2.0 * kPi * u2);
-    b = radius * std::sin(2.0 * kPi * u2);
 }
 
 }  // namespace vrncal::workflow

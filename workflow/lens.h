@@ -23,15 +23,16 @@
 #ifndef VRNCAL_WORKFLOW_LENS_H
 #define VRNCAL_WORKFLOW_LENS_H
 
-#include <cstdint>
-#include <random>
 #include <string>
+#include <vector>
 
 #include <vrncal/records.h>
 
+#include "workflow/head.h"
+
 namespace vrncal::workflow {
 
-struct LensModel {
+struct LensModel : Head {
     double focal = 160.0;       // f, field units
     double separation = 12.0;   // e, field units
     double distance = 35.0;     // d, field units
@@ -42,21 +43,18 @@ struct LensModel {
     double gain_x = 0.0;        // relative axis gain error (0.01 = 1 % long)
     double gain_y = 0.0;
 
-    struct Landing {
-        double x;
-        double y;
-    };
-
     // Where the spot lands when the head is driven to the device point.
-    Landing land(const tagLenPar& par, tagKelPointF counts) const;
+    Landing land(const tagLenPar& par, tagKelPointF counts) const override;
+
+    // Throws Error when the head's full range would swing the beam beyond
+    // 60 degrees off axis, where the model (and any real f-theta lens) ends.
+    void check_range(const tagLenPar& par) const override;
+
+    std::vector<std::string> describe() const override;
 };
 
 // Throws Error when the focal length or the mirror distances are not positive.
 void check_lens(const LensModel& lens);
-
-// Throws Error when the head's full range would swing the beam beyond
-// 60 degrees off axis, where the model (and any real f-theta lens) ends.
-void check_lens_range(const LensModel& lens, const tagLenPar& par);
 
 // Reads a lens description: an INI file with a [lens] section whose keys are
 // the member names above (focal=163).  Missing keys keep the defaults; any
@@ -66,21 +64,6 @@ LensModel read_lens_file(const std::string& path);
 
 // The lens as the INI text read_lens_file accepts.
 std::string lens_to_ini(const LensModel& lens);
-
-// Gaussian measurement noise, reproducible on every platform: a 64-bit
-// Mersenne Twister and a hand-written Box-Muller transform (the standard
-// distributions differ between library implementations).
-class Noise {
-public:
-    Noise(std::uint64_t seed, double sigma) : gen_(seed), sigma_(sigma) {}
-    // Two independent samples of N(0, sigma^2); sigma 0 gives exact zeros and
-    // draws nothing, so a noiseless run does not depend on the seed.
-    void pair(double& a, double& b);
-
-private:
-    std::mt19937_64 gen_;
-    double sigma_;
-};
 
 }  // namespace vrncal::workflow
 

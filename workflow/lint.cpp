@@ -1,5 +1,8 @@
 #include "workflow/lint.h"
 
+#include "workflow/numbers.h"
+#include "workflow/table_writer.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -336,15 +339,23 @@ std::vector<Finding> lint_table(const std::string& text) {
                 F.push_back({item.line, Finding::Warning, fmt::format("unknown key {} in [CalCoefs]: ignored", key)});
             }
         }
+        // The field size the tool keeps beside the table, or the library's 100.
+        double field_size = 100.0;
+        bool own_field_size = false;
+        if (const Section* tool = find_sect(kToolSection))
+            if (auto it = tool->items.find(kFieldSizeKey); it != tool->items.end())
+                if (const auto fs = parse_double(shown(it->second.value)); fs && *fs > 1.0)
+                    field_size = *fs, own_field_size = true;
         if (auto it = coefs->items.find("ValSize"); it != coefs->items.end()) {
             if (auto v = read_number(it->second, Kind::Float)) {
                 val_size = *v;
                 if (!(*v > 1.0))
                     F.push_back({it->second.line, Finding::Error,
                                  fmt::format("ValSize {} is not above 1: the field has no size", *v)});
-                else if (*v > 100.0)
+                else if (*v > field_size)
                     F.push_back({it->second.line, Finding::Warning,
-                                 fmt::format("ValSize {} is larger than the FieldSize 100 a loaded record spans", *v)});
+                                 fmt::format("ValSize {} is larger than the field size {} the device range spans{}", *v,
+                                             field_size, own_field_size ? "" : " (the default: the table states none)")});
             }
         }
         if (auto it = coefs->items.find("Resolution"); it != coefs->items.end()) {
@@ -442,6 +453,21 @@ std::vector<Finding> lint_table(const std::string& text) {
     // The grids.
     for (const auto& [name, sect] : p.sections) {
         if (name == "CalCoefs" || name == "Cal3") continue;
+        if (name == kToolSection) {
+            // The tool's own section: the library does not read it.
+            for (const auto& [key, item] : sect.items) {
+                if (key != kFieldSizeKey) {
+                    F.push_back({item.line, Finding::Warning, fmt::format("unknown key {} in [{}]: ignored", key, name)});
+                    continue;
+                }
+                const std::string v = shown(item.value);
+                const auto fs = parse_double(v);
+                if (!fs || !(*fs > 1.0) || !std::isfinite(*fs))
+                    F.push_back({item.line, Finding::Error,
+                                 fmt::format("{} = '{}' in [{}] is not a field size (a number above 1)", key, v, name)});
+            }
+            continue;
+        }
         int n = 0;
         if (name.rfind("Cal", 0) == 0 && name.size() > 3 && name.find_first_not_of("0123456789", 3) == std::string::npos &&
             name.size() < 8)

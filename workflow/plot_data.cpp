@@ -9,7 +9,7 @@
 
 namespace vrncal::workflow {
 
-PlotData plot_data(const tagLenPar& par, int lines, std::optional<double> factor, const LensModel* lens) {
+PlotData plot_data(const tagLenPar& par, int lines, std::optional<double> factor, const Head* head) {
     PlotData d;
     d.val_size = par.ValSize;
     const double half = 0.5 * par.ValSize;
@@ -46,14 +46,14 @@ PlotData plot_data(const tagLenPar& par, int lines, std::optional<double> factor
                             d.nominal[l][k].y + d.factor * deviations[l][k].y});
         d.drive.push_back(std::move(line));
     }
-    if (lens != nullptr) {
+    if (head != nullptr) {
         d.cells = 120;
         std::vector<tagKelPointF> centres;
         for (int r = 0; r < d.cells; ++r)
             for (int c = 0; c < d.cells; ++c)
                 centres.push_back(tagKelPointF{static_cast<float>(-half + (c + 0.5) * par.ValSize / d.cells),
                                                static_cast<float>(half - (r + 0.5) * par.ValSize / d.cells)});
-        d.error_um = landing_errors_um(*lens, par, centres, true);
+        d.error_um = landing_errors_um(*head, par, centres, true);
     }
     return d;
 }

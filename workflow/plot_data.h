@@ -12,7 +12,7 @@
 
 #include <vrncal/records.h>
 
-#include "workflow/lens.h"
+#include "workflow/head.h"
 
 namespace vrncal::workflow {
 
@@ -35,8 +35,8 @@ struct PlotData {
 };
 
 // Grid lines per direction; factor: the exaggeration, chosen by auto_factor
-// when not given; lens: adds the landing error map of 120 x 120 cells.
-PlotData plot_data(const tagLenPar& par, int lines, std::optional<double> factor, const LensModel* lens);
+// when not given; head: adds the landing error map of 120 x 120 cells.
+PlotData plot_data(const tagLenPar& par, int lines, std::optional<double> factor, const Head* head);
 
 // A factor 1, 2 or 5 times a power of ten that makes the largest deviation
 // about a twentieth of the field.

@@ -3,6 +3,7 @@
 #ifndef VRNCAL_WORKFLOW_POINTS_H
 #define VRNCAL_WORKFLOW_POINTS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,16 +24,21 @@ struct PointsEdit {
     int size = 3;           // points per side
 };
 
-// The file an edit of cal is saved to: out, or the calibration itself when
-// out is empty, which must then be a data file.  Throws Error.
-std::string edit_target(const Calibration& cal, const std::string& out);
-
 // Replaces (or appends, for an index past the last grid) the points of a
 // stack and saves the calibration, refitted, to out, a data file.  The points
 // come from points_name (for messages), already read.  Throws Error; out is
 // written whole or not at all.
 PointsEdit set_stack_points(const Calibration& cal, int index, const std::string& points_name,
                             const std::vector<tagCalData>& points, const std::string& out);
+
+// Replaces the points of a stack of a correction table (or appends a grid
+// for an index past the last one) in its text, keeping every other line,
+// and writes the table to out (the table itself when empty).  A table holds
+// one grid per size.  The written table is checked by loading it.  Throws
+// Error.
+PointsEdit set_table_points(const std::string& path, int index, const std::string& points_name,
+                            const std::vector<tagCalData>& points, const std::string& out,
+                            std::optional<double> field_size);
 
 struct GainTable {
     int count = 0;                     // the row count the library reports

@@ -1,58 +1,62 @@
 #include "workflow/simulate.h"
 
 #include <cmath>
-#include <cstdio>
-#include <filesystem>
 #include <fmt/format.h>
 #include <set>
 
-#include <vrncal/facade.h>
-
-#include "workflow/atomic_file.h"
 #include "workflow/error.h"
+#include "workflow/table_file.h"
 
 namespace vrncal::workflow {
 
 namespace {
 
-// Loads a table through a temporary file, as a machine would load it.
-tagLenPar load_table(const TableContent& t) {
-    const std::string text = table_text(t);
-    std::string path = (std::filesystem::temp_directory_path() / "vrncal-simXXXXXX").string();
-    const int fd = ::mkstemp(path.data());
-    if (fd < 0) throw Error("cannot create a temporary file in " + std::filesystem::temp_directory_path().string());
-    std::FILE* f = ::fdopen(fd, "wb");
-    const bool written = f != nullptr && std::fwrite(text.data(), 1, text.size(), f) == text.size();
-    if (f != nullptr) std::fclose(f);
+constexpr double kPi = 3.14159265358979323846;
+
+}  // namespace
+
+void Noise::pair(double& a, double& b) {
+    if (sigma_ == 0.0) {
+        a = b = 0.0;
+        return;
+    }
+    // u1 in (0, 1] keeps the logarithm finite; u2 in [0, 1).
+    const double u1 = static_cast<double>((gen_() >> 11) + 1) * 0x1p-53;
+    const double u2 = static_cast<double>(gen_() >> 11) * 0x1p-53;
+    const double radius = std::sqrt(-2.0 * std::log(u1)) * sigma_;
+    a = radius * std::cos(2.0 * kPi * u2);
+    b = radius * std::sin(2.0 * kPi * u2);
+}
+
+std::vector<tagKelPointF> measure_marks(const Head& head, const tagLenPar& par, const std::vector<Mark>& marks,
+                                        Noise& noise, double noise_um) {
+    const double sigma = noise_um / 1000.0;  // field units are millimetres
+    std::vector<tagKelPointF> measured;
+    measured.reserve(marks.size());
+    for (const auto& m : marks) {
+        const auto hit = land_in_caller_frame(head, par, tagKelPointF{m.u, m.v});
+        if (!std::isfinite(hit.x) || !std::isfinite(hit.y))
+            throw Error(fmt::format("simulate: the lens sends the spot for ({}, {}) off the work plane; check "
+                                    "the focal length",
+                                    m.x, m.y));
+        double nx, ny;
+        noise.pair(nx, ny);
+        measured.push_back(tagKelPointF{static_cast<float>(hit.x + nx * sigma), static_cast<float>(hit.y + ny * sigma)});
+    }
+    return measured;
+}
+
+tagLenPar settings_record(const TableContent& t) {
     tagLenPar par;
-    VrnCal vc;
-    const bool loaded = written && vc.loadUcf(path.c_str(), par);
-    std::remove(path.c_str());
-    if (!loaded) throw Error("the simulated calibration does not load (temporary table " + path + ")");
+    par.FieldSize = t.field_size.value_or(100.0);
+    par.ValSize = static_cast<float>(t.val_size);
+    par.Resolution = t.resolution;
+    par.LEN_XYFLIP = par.XYFlip = t.xy_flip;
+    par.LEN_XINVERT = par.XInvert = t.x_invert;
+    par.LEN_YINVERT = par.YInvert = t.y_invert;
     par.CalMode = 1;
     return par;
 }
-
-// Marks the nominal points of a grid with the given drive and measures them.
-template <typename Drive>
-void mark(const LensModel& lens, const tagLenPar& par, Noise& noise, double sigma_units, tagCalData* pts,
-          std::size_t n, Drive drive) {
-    for (std::size_t i = 0; i < n; ++i) {
-        tagKelPointF counts{};
-        drive(tagKelPointF{pts[i].X, pts[i].Y}, counts);
-        const auto hit = lens.land(par, counts);
-        if (!std::isfinite(hit.x) || !std::isfinite(hit.y))
-            throw Error(fmt::format("simulate: the lens sends the spot for ({}, {}) off the work plane; check "
-                                        "the focal length",
-                                        pts[i].X, pts[i].Y));
-        double nx, ny;
-        noise.pair(nx, ny);
-        pts[i].RealX = static_cast<float>(hit.x + nx * sigma_units);
-        pts[i].RealY = static_cast<float>(hit.y + ny * sigma_units);
-    }
-}
-
-}  // namespace
 
 void check_simulate_options(const SimulateOptions& opt) {
     std::set<int> seen;
@@ -61,55 +65,47 @@ void check_simulate_options(const SimulateOptions& opt) {
             throw Error(fmt::format("simulate: grid size {}: a grid has 5, 9, 17, 25, 33 or 65 points per side", n));
         if (!seen.insert(n).second) throw Error(fmt::format("simulate: grid size {} is listed twice", n));
     }
-    if (!(opt.val_size > 1.0) || !(opt.val_size <= 100.0))
-        throw Error("simulate: the calibrated field (ValSize) must be above 1 and at most the field size 100");
+    if (!(opt.val_size > 1.0) || !(opt.val_size <= opt.field_size))
+        throw Error(fmt::format("simulate: the calibrated field (ValSize) must be above 1 and at most the field "
+                                "size {}", opt.field_size));
     if (!(opt.noise_um >= 0.0)) throw Error("simulate: the noise must not be negative");
 }
 
 TableContent simulate_calibration(const SimulateOptions& opt) {
     check_simulate_options(opt);
     TableContent t;
+    t.field_size = opt.field_size;
     t.val_size = opt.val_size;
+    t.xy_flip = opt.xy_flip;
+    t.x_invert = opt.x_invert;
+    t.y_invert = opt.y_invert;
     Noise noise(opt.seed, opt.noise_um == 0.0 ? 0.0 : 1.0);
-    const double sigma = opt.noise_um / 1000.0;  // field units are millimetres
-    VrnCal vc;
+    const Head& head = *opt.head;
 
     // 1. Nine points, driven linearly.
-    tagLenPar plain;
-    plain.ValSize = opt.val_size;
-    check_lens_range(opt.lens, plain);
-    const auto nine = nominal_grid(3, opt.val_size);
-    std::copy(nine.begin(), nine.end(), t.nine);
-    mark(opt.lens, plain, noise, sigma, t.nine, 9,
-         [&](tagKelPointF p, tagKelPointF& out) { vc.LP2DPEX_Cal(p, out, plain); });
+    const tagLenPar plain = settings_record(t);
+    head.check_range(plain);
+    const auto nine = plan_marks(plain, 3, Drive::Linear);
+    const auto pts = stored_points(plain, 3, nine, measure_marks(head, plain, nine, noise, opt.noise_um));
+    std::copy(pts.begin(), pts.end(), t.nine);
 
     // 2 and 3. Each grid through the correction as it stands.
     for (int n : opt.grids) {
-        const tagLenPar par = load_table(t);
+        const tagLenPar par = load_table_text(table_text(t), opt.field_size);
+        const auto marks = plan_marks(par, n, Drive::Corrected);
         tagStack stack;
         stack.Size = n;
         stack.InOrder = 1;
-        stack.Points = nominal_grid(n, opt.val_size);
-        mark(opt.lens, par, noise, sigma, stack.Points.data(), stack.Points.size(),
-             [&](tagKelPointF p, tagKelPointF& out) { vc.CalibPoint(par, p, out); });
+        stack.Points = stored_points(par, n, marks, measure_marks(head, par, marks, noise, opt.noise_um));
         t.grids.push_back(std::move(stack));
     }
-    const LensModel& l = opt.lens;
     t.comments.push_back("Simulated calibration, written by vrncal simulate.");
-    t.comments.push_back(fmt::format("lens: focal={} separation={} distance={} distortion={} rotation={}", l.focal,
-                                     l.separation, l.distance, l.distortion, l.rotation));
-    t.comments.push_back(fmt::format("      offset_x={} offset_y={} gain_x={} gain_y={}", l.offset_x, l.offset_y,
-                                     l.gain_x, l.gain_y));
+    for (const auto& line : head.describe()) t.comments.push_back(line);
     std::string grids;
     for (int n : opt.grids) grids += fmt::format(" {}", n);
     t.comments.push_back(
         fmt::format("noise {} um, seed {}, grids{}", opt.noise_um, opt.seed, grids.empty() ? " none" : grids));
     return t;
-}
-
-double landing_error(const LensModel& lens, const tagLenPar& par, tagKelPointF target, tagKelPointF counts) {
-    const auto hit = lens.land(par, counts);
-    return std::hypot(hit.x - target.x, hit.y - target.y);
 }
 
 }  // namespace vrncal::workflow

@@ -158,6 +158,15 @@ void set_member(Calibration& cal, const std::string& name, const py::object& val
     });
 }
 
+// A field size argument, as the workflow accepts it; ValueError otherwise.
+void field_size_arg(double v, const char* what) {
+    try {
+        workflow::check_field_size(v, what);
+    } catch (const workflow::Error& e) {
+        throw py::value_error(e.what());
+    }
+}
+
 double positive(double v, const char* what) {
     if (!std::isfinite(v) || !(v > 0.0))
         throw py::value_error(std::string(what) + " must be a finite number above 0");
@@ -237,7 +246,7 @@ std::string describe(const Calibration& cal) {
     const std::string heading =
         cal.path.empty() ? std::string("new calibration (not saved)")
                          : workflow::info_heading(cal.path, cal.format == "data file");
-    return workflow::info_text(heading, p) +
+    return workflow::info_text(heading, p, cal.field_size_from) +
            (p.CalMode != 0 ? "  mode          grid correction (CalMode " + std::to_string(p.CalMode) + ")\n"
                            : std::string("  mode          box correction (CalMode 0)\n"));
 }
@@ -252,17 +261,21 @@ long line_of(const std::string& message, const std::string& path) {
 
 Calibration load(const std::filesystem::path& file, std::optional<double> field_size) {
     const std::string path = file.string();
-    workflow::Calibration loaded;
+    if (field_size) field_size_arg(*field_size, "field_size");
     try {
-        loaded = workflow::load_calibration(path);
+        return loaded(workflow::load_calibration(path, field_size));
     } catch (const workflow::Error& e) {
         throw CalibrationFailure(e.what(), path, line_of(e.what(), path));
     }
-    if (field_size) loaded.par.FieldSize = positive(*field_size, "field_size");
-    return Calibration(std::move(loaded.par), path, loaded.data_file ? "data file" : "correction table");
 }
 
 }  // namespace
+
+Calibration loaded(workflow::Calibration&& cal) {
+    Calibration c(std::move(cal.par), cal.path, cal.data_file ? "data file" : "correction table");
+    c.field_size_from = workflow::field_size_source(cal.field_size_from);
+    return c;
+}
 
 void bind_calibration(py::module_& m) {
     m.def("_load", &load, py::arg("path"), py::arg("field_size") = py::none());
@@ -280,11 +293,9 @@ grids are numpy arrays.  correct() maps field points to device counts.
             c.edit([](tagLenPar& p) { p.CalMode = 1; });
             return c;
         }))
-        .def("copy", [](const Calibration& c) { return Calibration(c.par(), c.path, c.format); },
-             "An independent copy of the calibration.")
-        .def("__copy__", [](const Calibration& c) { return Calibration(c.par(), c.path, c.format); })
-        .def("__deepcopy__",
-             [](const Calibration& c, py::handle) { return Calibration(c.par(), c.path, c.format); })
+        .def("copy", [](const Calibration& c) { return Calibration(c); }, "An independent copy of the calibration.")
+        .def("__copy__", [](const Calibration& c) { return Calibration(c); })
+        .def("__deepcopy__", [](const Calibration& c, py::handle) { return Calibration(c); })
         .def("__repr__", [](const Calibration& c) { std::string s = describe(c); s.pop_back(); return s; })
         .def_readonly("path", &Calibration::path, "The file it was loaded from or last saved to ('' if none).")
         .def_readonly("format", &Calibration::format,
@@ -310,10 +321,11 @@ grids are numpy arrays.  correct() maps field points to device counts.
         .def_property(
             "field_size", [](const Calibration& c) { return c.par().FieldSize; },
             [](Calibration& c, double v) {
-                positive(v, "field_size");
+                field_size_arg(v, "field_size");
                 c.edit([v](tagLenPar& p) { p.FieldSize = v; });
+                c.field_size_from = workflow::field_size_source(workflow::FieldSizeFrom::Given);
             },
-            "Field units spanned by the resolution, for the linear conversion (FieldSize).")
+            "Field units spanned by the resolution, for the linear conversion (FieldSize), above 1.")
         .def_property(
             "val_size", [](const Calibration& c) { return c.par().ValSize; },
             [](Calibration& c, double v) {
@@ -454,6 +466,7 @@ nominal position is driven linearly.
                     throw CalibrationFailure(e.what(), path);
                 }
                 c.edit([&](tagLenPar& p) { p.CalCoefs = saved.CalCoefs; });
+                c.field_size_from = workflow::field_size_source(workflow::FieldSizeFrom::DataFile);
                 c.path = path;
                 c.format = "data file";
             },

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 #include <stdexcept>
 #include <string>
@@ -21,6 +22,9 @@
 
 #include <vrncal/batch.h>
 #include <vrncal/records.h>
+
+#include "workflow/calfile.h"
+#include "workflow/lens.h"
 
 namespace vrncal::python {
 
@@ -33,8 +37,13 @@ public:
         : path(std::move(file)), format(std::move(form)), par_(std::move(p)) {}
     // A copy takes the record, not the lock or the corrector.  Call with the
     // GIL held.
-    Calibration(const Calibration& o) : path(o.path), format(o.format), par_(o.par_) {}
-    Calibration(Calibration&& o) : path(std::move(o.path)), format(std::move(o.format)), par_(std::move(o.par_)) {}
+    Calibration(const Calibration& o)
+        : path(o.path), format(o.format), field_size_from(o.field_size_from), par_(o.par_) {}
+    Calibration(Calibration&& o)
+        : path(std::move(o.path)),
+          format(std::move(o.format)),
+          field_size_from(std::move(o.field_size_from)),
+          par_(std::move(o.par_)) {}
     Calibration& operator=(const Calibration&) = delete;
 
     // Read access with the GIL held (no edit can run meanwhile).
@@ -72,6 +81,7 @@ public:
 
     std::string path;    // the file it was loaded from or saved to; empty for a new one
     std::string format;  // "data file", "correction table", or empty
+    std::string field_size_from = workflow::field_size_source(workflow::FieldSizeFrom::Default);
 
 private:
     tagLenPar par_;
@@ -79,10 +89,30 @@ private:
     mutable std::shared_mutex mutex_;
 };
 
+// A simulated head that can be used without the GIL: a lens model is
+// copied (Python may change its values meanwhile); measured data cannot
+// change.
+class HeldHead {
+public:
+    explicit HeldHead(const workflow::Head& h);
+    HeldHead(const HeldHead&) = delete;
+    HeldHead& operator=(const HeldHead&) = delete;
+    const workflow::Head& get() const { return lens_ ? *lens_ : *head_; }
+
+private:
+    const workflow::Head* head_;
+    std::optional<workflow::LensModel> lens_;
+};
+
+// A Calibration from a file the workflow loaded.
+Calibration loaded(workflow::Calibration&& cal);
+
 // Adds the Calibration class and load() to the module.
 void bind_calibration(py::module_& m);
 // Adds the head models, simulation, evaluation and checks.
 void bind_workflow(py::module_& m);
+// Adds plans, marking jobs, measurement import and table writing.
+void bind_plans(py::module_& m);
 
 // Raised as vrncal.CalibrationError, with the file (and the line and key,
 // where known) as attributes.  The workflow's own errors (workflow::Error)

@@ -41,4 +41,5 @@ PYBIND11_MODULE(_vrncal, m) {
 
     bind_calibration(m);
     bind_workflow(m);
+    bind_plans(m);
 }

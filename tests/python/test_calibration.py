@@ -19,9 +19,9 @@ BAD_FILES = {
     "truncated data file": (b"VRNCLDT2" + bytes(100), ": truncated data file: it ends at byte 108"),
     "data file version 3": (b"VRNCLDT3" + bytes(5000), ": data file version '3' is not supported"),
     "a nine point missing": (TABLE.replace("PNT4=", "PNTX=").encode(),
-                             ":12: PNT4 of the nine calibration points is missing"),
+                             ":14: PNT4 of the nine calibration points is missing"),
     "a number that is not one": (TABLE.replace("Resolution=65535", "Resolution=abc").encode(),
-                                 ":7: Resolution = 'abc' in [CalCoefs] is not a number"),
+                                 ":9: Resolution = 'abc' in [CalCoefs] is not a number"),
 }
 
 
@@ -70,9 +70,12 @@ def test_bad_arguments_raise_and_leave_the_calibration_alone():
         vrncal.load(SAMPLE, field_size=-1)
 
 
-def test_members_read_and_write_through():
-    cal = vrncal.load(SAMPLE, field_size=110.0)
-    assert (cal.path, cal.format, cal.mode) == (str(SAMPLE), "correction table", "grid")
+def test_members_read_and_write_through(tmp_path):
+    with pytest.raises(vrncal.CalibrationError, match="the field size given, 110, disagrees"):
+        vrncal.load(SAMPLE, field_size=110.0)  # the table states its own
+    (tmp_path / "t.cor").write_text(TABLE.replace("[vrncal]\nFieldSize=100\n", ""))
+    cal = vrncal.load(tmp_path / "t.cor", field_size=110.0)
+    assert (cal.format, cal.mode) == ("correction table", "grid")
     assert (cal.resolution, cal.half_resolution, cal.field_size, cal.val_size) == (65535, 32768, 110.0, 80.0)
     assert len(cal.coefficients) == 51 and list(cal.coefficients)[:4] == ["LinX", "QuadX", "LinY", "QuadY"]
     assert cal.coefficients["QuadX"] == cal.coefficients.QuadX == -7.49127642529253e-05

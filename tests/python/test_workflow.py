@@ -73,5 +73,5 @@ def test_plot_data():
     d = cal.plot_data(lines=5)
     assert len(d["nominal"]) == len(d["drive"]) == 10 and d["error_um"] is None
     assert d["factor"] > 1 and d["max_deviation"] > 0 and d["val_size"] == 80
-    d = cal.plot_data(lines=3, factor=10, lens=vrncal.LensModel.from_file(EXAMPLES / "lens.ini"))
+    d = cal.plot_data(lines=3, factor=10, head=vrncal.LensModel.from_file(EXAMPLES / "lens.ini"))
     assert d["factor"] == 10 and d["error_um"].shape == (120, 120) and np.nanmax(d["error_um"]) < 20

@@ -1,12 +1,11 @@
-// The simulated head: the model's equations at worked points, the
-// reproducible noise, and the lens file reader.
+// The simulated head: the model's equations at worked points and the
+// reproducible noise.  The lens file reader is tested through the tool
+// (tests/tools/cases/simulate.cases).
 #include <cmath>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include "workflow/error.h"
 #include "workflow/lens.h"
+#include "workflow/simulate.h"
 
 namespace vrncal::workflow {
 namespace {
@@ -76,50 +75,6 @@ TEST(Noise, ZeroSigmaDrawsExactZeros) {
     noise.pair(a, b);
     EXPECT_EQ(a, 0.0);
     EXPECT_EQ(b, 0.0);
-}
-
-class LensFile : public ::testing::Test {
-protected:
-    std::string write(const std::string& text) {
-        std::ofstream(path_) << text;
-        return path_;
-    }
-    void TearDown() override { std::remove(path_.c_str()); }
-    // One file per process: ctest runs the tests of this fixture in parallel.
-    const std::string path_ = ::testing::TempDir() + "lens_test_" + std::to_string(::getpid()) + ".ini";
-};
-
-TEST_F(LensFile, KeysOverrideDefaultsAndBlanksAroundKeysAreAccepted) {
-    const auto lens = read_lens_file(write("; a lens\n[lens]\nfocal=254\nrotation = -0.5\n"));
-    EXPECT_EQ(lens.focal, 254.0);
-    EXPECT_EQ(lens.rotation, -0.5);
-    EXPECT_EQ(lens.separation, 12.0);
-}
-
-TEST_F(LensFile, BadFilesNameTheFileAndTheKey) {
-    auto message = [&](const std::string& text) {
-        try {
-            read_lens_file(write(text));
-        } catch (const Error& e) {
-            return std::string(e.what());
-        }
-        return std::string("no error");
-    };
-    EXPECT_EQ(message("[lens]\nfocal=12mm\n"), path_ + ": [lens] focal: '12mm' is not a number");
-    EXPECT_EQ(message("[lens]\nfocus=12\n"), path_ + ": [lens] focus: unknown key");
-    EXPECT_EQ(message("[optics]\nfocal=12\n"), path_ + ": no [lens] section");
-    EXPECT_EQ(message("[lens]\nfocal=-1\n"), path_ + ": [lens] focal: must be positive");
-    EXPECT_EQ(message("[lens]\nfocal=nan\n"), path_ + ": [lens] focal: 'nan' is not a number");
-}
-
-TEST_F(LensFile, WrittenLensReadsBackTheSame) {
-    LensModel lens;
-    lens.distortion = 0.0125;
-    lens.gain_y = -0.003;
-    const auto back = read_lens_file(write(lens_to_ini(lens)));
-    EXPECT_EQ(back.distortion, 0.0125);
-    EXPECT_EQ(back.gain_y, -0.003);
-    EXPECT_EQ(back.focal, lens.focal);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // simulate, evaluate and plot: the calibration against a simulated head.
 #include <cmath>
 #include <fmt/format.h>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <vector>
@@ -11,8 +12,10 @@
 #include "workflow/calfile.h"
 #include "workflow/evaluate.h"
 #include "workflow/lens.h"
+#include "workflow/measured_head.h"
 #include "workflow/numbers.h"
 #include "workflow/simulate.h"
+#include "workflow/table_file.h"
 
 namespace vrncal::tools {
 
@@ -26,17 +29,26 @@ const char* kModelHelp =
     "  r = f theta (1 + k theta^2)                  (x, y) = Rot(rho) r (cos phi, sin phi) + offset\n"
     "f focal, e separation of the mirrors, d distance from the y mirror to the lens,\n"
     "k distortion, rho rotation (degrees).  A lens file is an INI file with a [lens] section\n"
-    "and these keys: focal separation distance distortion rotation offset_x offset_y gain_x gain_y.";
+    "and these keys: focal separation distance distortion rotation offset_x offset_y gain_x gain_y.\n\n"
+    "Measured head (--head): a CSV file with the columns u,v (drive, counts) and x,y (where the\n"
+    "spot landed, field units, x along u and y along v) over a full regular grid of drives,\n"
+    "interpolated by a natural bicubic spline; see docs/calibrating-a-machine.md.";
 
-// The lens options of simulate: a file, then single values over it.
-struct LensOptions {
-    std::string file;
+// The head options: a lens file or measured head data, then single lens
+// values over the lens.
+struct HeadOptions {
+    std::string lens_file, head_file;
     std::optional<double> focal, separation, distance, distortion, rotation;
     std::vector<double> offset, gain;
 };
 
-void add_lens_options(CLI::App* cmd, LensOptions& o) {
-    cmd->add_option("--lens", o.file, "Lens file (INI, [lens] section); the options below override it");
+void add_head_files(CLI::App* cmd, HeadOptions& o, const char* lens_help) {
+    auto* lens = cmd->add_option("--lens", o.lens_file, lens_help);
+    auto* head = cmd->add_option("--head", o.head_file, "Measured head data (CSV of u,v,x,y) instead of a lens");
+    lens->excludes(head);
+}
+
+void add_lens_values(CLI::App* cmd, HeadOptions& o) {
     cmd->add_option("--focal", o.focal, "Focal length f of the f-theta lens (default 160)");
     cmd->add_option("--separation", o.separation, "Separation e of the two mirrors (default 12)");
     cmd->add_option("--distance", o.distance, "Distance d from the second mirror to the lens (default 35)");
@@ -46,8 +58,8 @@ void add_lens_options(CLI::App* cmd, LensOptions& o) {
     cmd->add_option("--gain", o.gain, "Relative axis gain errors X,Y (default 0,0)")->expected(2)->delimiter(',');
 }
 
-LensModel resolve_lens(const LensOptions& o) {
-    LensModel lens = o.file.empty() ? LensModel{} : read_lens_file(o.file);
+LensModel resolve_lens(const HeadOptions& o) {
+    LensModel lens = o.lens_file.empty() ? LensModel{} : read_lens_file(o.lens_file);
     if (o.focal) lens.focal = *o.focal;
     if (o.separation) lens.separation = *o.separation;
     if (o.distance) lens.distance = *o.distance;
@@ -59,44 +71,101 @@ LensModel resolve_lens(const LensOptions& o) {
     return lens;
 }
 
+enum class NoHead { DefaultLens, Refused, None };
+
+// The head the options name; when they name none, the default lens, an
+// error, or nothing.
+std::unique_ptr<Head> resolve_head(const HeadOptions& o, const char* command, NoHead none) {
+    const bool values = o.focal || o.separation || o.distance || o.distortion || o.rotation || !o.offset.empty() ||
+                        !o.gain.empty();
+    if (!o.head_file.empty()) {
+        if (values) throw ToolError(fmt::format("{}: the lens values apply to a lens, not to measured head data", command));
+        return std::make_unique<MeasuredHead>(read_measured_head(o.head_file));
+    }
+    if (o.lens_file.empty() && !values) {
+        if (none == NoHead::None) return nullptr;
+        if (none == NoHead::Refused)
+            throw ToolError(fmt::format("{}: name the simulated head with --lens or --head", command));
+    }
+    return std::make_unique<LensModel>(resolve_lens(o));
+}
+
 // ---- simulate ---------------------------------------------------------
 
 struct SimulateArgs {
-    LensOptions lens;
+    HeadOptions head;
     std::vector<int> grids{17};
+    std::optional<double> field_size;
     double val_size = 80.0;
+    bool xy_flip = false, x_invert = false, y_invert = false;
     double noise = 0.0;
     std::uint64_t seed = 1;
     std::string output;
     std::string save_lens;
+    std::string job, table;
 };
 
+// Marks a job on the simulated head and writes the filled template.
+void run_simulate_job(const SimulateArgs& a, const Head& head) {
+    if (!(a.noise >= 0.0)) throw ToolError("simulate: --noise must not be negative");
+    tagLenPar par;
+    if (!a.table.empty()) {
+        par = read_table_file(a.table, a.field_size).settings;
+    } else {
+        if (a.field_size) check_field_size(*a.field_size, "simulate: --field-size");
+        par.FieldSize = a.field_size.value_or(100.0);
+        par.LEN_XYFLIP = par.XYFlip = a.xy_flip;
+        par.LEN_XINVERT = par.XInvert = a.x_invert;
+        par.LEN_YINVERT = par.YInvert = a.y_invert;
+    }
+    head.check_range(par);
+    const auto marks = read_job(a.job);
+    Noise noise(a.seed, a.noise == 0.0 ? 0.0 : 1.0);
+    const auto measured = measure_marks(head, par, marks, noise, a.noise);
+    write_output(a.output, measured_text(marks, measured));
+    if (a.output != "-")
+        fmt::print("{}: {} marks of {} measured on the simulated head (noise {} um)\n", a.output, marks.size(), a.job,
+                   a.noise);
+}
+
 void run_simulate(const SimulateArgs& a) {
+    const auto head = resolve_head(a.head, "simulate", NoHead::DefaultLens);
+    if (!a.job.empty()) return run_simulate_job(a, *head);
+    if (!a.table.empty()) throw ToolError("simulate: --table goes with --job");
     SimulateOptions opt;
-    opt.lens = resolve_lens(a.lens);
+    opt.head = head.get();
+    opt.field_size = a.field_size.value_or(100.0);
+    check_field_size(opt.field_size, "simulate: --field-size");
     opt.val_size = a.val_size;
+    opt.xy_flip = a.xy_flip, opt.x_invert = a.x_invert, opt.y_invert = a.y_invert;
     opt.noise_um = a.noise;
     opt.seed = a.seed;
     opt.grids = a.grids;
     const TableContent t = simulate_calibration(opt);
-    if (!a.save_lens.empty()) write_output(a.save_lens, lens_to_ini(opt.lens));
+    if (!a.save_lens.empty()) {
+        const auto* lens = dynamic_cast<const LensModel*>(head.get());
+        if (lens == nullptr) throw ToolError("simulate: --save-lens writes a lens; the head is measured data");
+        write_output(a.save_lens, lens_to_ini(*lens));
+    }
     write_output(a.output, table_text(t));
 }
 
 // ---- evaluate ---------------------------------------------------------
 
 struct EvaluateArgs {
-    std::string file, lens;
+    std::string file;
+    HeadOptions head;
+    std::optional<double> field_size;
     int pattern = 101;
     bool json = false;
     std::optional<double> tolerance;
 };
 
 int run_evaluate(const EvaluateArgs& a) {
-    const Calibration cal = load_calibration(a.file);
-    const LensModel lens = read_lens_file(a.lens);
-    check_lens_range(lens, cal.par);
-    const auto stages = evaluate_stages(lens, cal.par, a.pattern);
+    const Calibration cal = load_calibration(a.file, a.field_size);
+    const auto head = resolve_head(a.head, "evaluate", NoHead::Refused);
+    head->check_range(cal.par);
+    const auto stages = evaluate_stages(*head, cal.par, a.pattern);
     if (a.json) {
         nlohmann::ordered_json j;
         j["file"] = a.file;
@@ -128,13 +197,15 @@ int run_evaluate(const EvaluateArgs& a) {
 // ---- plot -------------------------------------------------------------
 
 struct PlotArgs {
-    std::string file, output, lens, size = "900x820";
+    std::string file, output, size = "900x820";
+    HeadOptions head;
+    std::optional<double> field_size;
     std::optional<double> factor;
     int lines = 17;
 };
 
 void run_plot(const PlotArgs& a) {
-    const Calibration cal = load_calibration(a.file);
+    const Calibration cal = load_calibration(a.file, a.field_size);
     const tagLenPar& par = cal.par;
     int width = 0, height = 0;
     if (const auto x = a.size.find('x'); x != std::string::npos) {
@@ -144,14 +215,10 @@ void run_plot(const PlotArgs& a) {
     if (width < 200 || height < 200 || width > 10000 || height > 10000)
         throw ToolError(fmt::format("plot: --size '{}' is not WIDTHxHEIGHT in pixels, 200 to 10000 each", a.size));
     if (a.lines < 2 || a.lines > 201) throw ToolError("plot: --lines must be 2 to 201");
-    std::optional<LensModel> lens;
-    if (!a.lens.empty()) {
-        lens = read_lens_file(a.lens);
-        check_lens_range(*lens, par);
-    }
+    const auto head = resolve_head(a.head, "plot", NoHead::None);
+    if (head) head->check_range(par);
     if (a.factor && !(*a.factor > 0.0)) throw ToolError("plot: --exaggerate must be positive");
-
-    PlotData d = plot_data(par, a.lines, a.factor, lens ? &*lens : nullptr);
+    PlotData d = plot_data(par, a.lines, a.factor, head.get());
     d.title = a.file;
     render_plot(d, a.output, width, height);
 }
@@ -159,22 +226,37 @@ void run_plot(const PlotArgs& a) {
 }  // namespace
 
 void add_simulate_command(CLI::App& app, Context&) {
-    auto* cmd = app.add_subcommand("simulate", "Calibrate a simulated scan head and write its correction table");
+    auto* cmd = app.add_subcommand("simulate", "Calibrate a simulated scan head, or mark a job on it");
     auto a = std::make_shared<SimulateArgs>();
-    add_lens_options(cmd, a->lens);
+    add_head_files(cmd, a->head, "Lens file (INI, [lens] section); the options below override it");
+    add_lens_values(cmd, a->head);
     cmd->add_option("--grids", a->grids, "Grid sizes to measure, in order, e.g. 9,17 (default 17)")
         ->delimiter(',');
+    cmd->add_option("--field-size", a->field_size, "Field units spanned by the device range (default 100)");
     cmd->add_option("--val-size", a->val_size, "Calibrated field, field units (default 80)");
+    cmd->add_flag("--xy-flip", a->xy_flip, "Set the exchange flag: XInvert acts on y, YInvert on x");
+    cmd->add_flag("--x-invert", a->x_invert, "Set the x invert flag");
+    cmd->add_flag("--y-invert", a->y_invert, "Set the y invert flag");
     cmd->add_option("--noise", a->noise, "Measurement noise, standard deviation per axis in um (default 0)");
     cmd->add_option("--seed", a->seed, "Seed of the noise (default 1)");
     cmd->add_option("--save-lens", a->save_lens, "Also write the lens used as a lens file, for evaluate and plot");
-    cmd->add_option("-o,--output", a->output, "Correction table to write, '-' for standard output")->required();
+    cmd->add_option("--job", a->job, "Mark this job (or template) instead and write it filled with measurements");
+    cmd->add_option("--table", a->table, "With --job: the table the job was planned on (field size and flags)");
+    cmd->add_option("-o,--output", a->output, "Correction table to write, '-' for standard output; with --job the "
+                                              "filled measurement file")
+        ->required();
     cmd->footer(std::string("The run: nine points marked without correction and measured; the nine-point "
                             "correction\nfitted from them; then each grid marked through the correction as it "
-                            "stands (nine\npoints plus the grids before it) and measured.\n\n") +
+                            "stands (nine\npoints plus the grids before it) and measured.\n\n"
+                            "With --job the simulator plays the machine for one stage: it drives the head to each "
+                            "mark's\nu,v, measures where the spot lands (in the caller's frame, with the noise "
+                            "asked for) and\nwrites the job with measured_x,measured_y filled in, ready for "
+                            "'vrncal measure import'.\n\n") +
                 kModelHelp +
-                "\n\nExample:\n  vrncal simulate --lens examples/lens.ini --grids 9,17 --noise 2 --seed 7 -o "
-                "sample.cor");
+                "\n\nExamples:\n  vrncal simulate --lens examples/lens.ini --grids 9,17 --noise 2 --seed 7 -o "
+                "sample.cor\n  vrncal simulate --head examples/head.csv --field-size 126 --val-size 120 -o head.cor\n"
+                "  vrncal simulate --job nine.csv --table head.cor --head examples/head.csv --noise 20 -o "
+                "nine-measured.csv");
     cmd->callback([a] { run_simulate(*a); });
 }
 
@@ -182,13 +264,14 @@ void add_evaluate_command(CLI::App& app, Context& ctx) {
     auto* cmd = app.add_subcommand("evaluate", "Report the landing error of a calibration on a simulated head");
     auto a = std::make_shared<EvaluateArgs>();
     cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
-    cmd->add_option("--lens", a->lens, "Lens file of the simulated head (INI, [lens] section)")->required();
+    add_head_files(cmd, a->head, "Lens file of the simulated head (INI, [lens] section)");
+    add_field_size_option(cmd, a->field_size);
     cmd->add_option("--pattern", a->pattern, "Targets per side of the dense pattern (default 101)");
     cmd->add_option("--tolerance", a->tolerance, "Exit with status 1 when the final largest error exceeds this (um)");
     cmd->add_flag("--json", a->json, "Print the table as JSON");
-    cmd->footer(std::string("Drives the simulated head over an n x n pattern of targets spanning +-ValSize/2, "
-                            "first\nlinearly, then through the nine-point correction alone, then adding the "
-                            "grids one by\none, and reports the distance between target and landing: largest, "
+    cmd->footer(std::string("Drives the simulated head (--lens or --head) over an n x n pattern of targets spanning "
+                            "+-ValSize/2,\nfirst linearly, then through the nine-point correction alone, then adding "
+                            "the grids one by\none, and reports the distance between target and landing: largest, "
                             "root mean square\nand 95th percentile.\n\n") +
                 kModelHelp + "\n\nExample:\n  vrncal evaluate examples/sample.cor --lens examples/lens.ini");
     cmd->callback([a, &ctx] { ctx.status = run_evaluate(*a); });
@@ -199,7 +282,8 @@ void add_plot_command(CLI::App& app, Context&) {
     auto a = std::make_shared<PlotArgs>();
     cmd->add_option("FILE", a->file, "Calibration data file or correction table")->required();
     cmd->add_option("-o,--output", a->output, "Picture to write: .png or .svg")->required();
-    cmd->add_option("--lens", a->lens, "Lens file: adds the landing error as a colour map");
+    add_head_files(cmd, a->head, "Lens file: adds the landing error as a colour map");
+    add_field_size_option(cmd, a->field_size);
     cmd->add_option("--exaggerate", a->factor, "Factor for the drive deviations (default: chosen to be visible)");
     cmd->add_option("--size", a->size, "WIDTHxHEIGHT in pixels (default 900x820)");
     cmd->add_option("--lines", a->lines, "Grid lines per direction (default 17)");

@@ -1,0 +1,2 @@
+#include "calibration.h"
+namespace vrncal::python { void bind_plans(py::module_&) {} }
