@@ -134,9 +134,10 @@ void set_member(Calibration& cal, const std::string& name, const py::object& val
     if (std::holds_alternative<int*>(kind)) {
         if (!py::isinstance<py::int_>(value))  // bool is an int
             throw py::type_error(name + ": an integer is needed");
+        const py::int_ lo(std::numeric_limits<int>::min()), hi(std::numeric_limits<int>::max());
+        if (value < lo || value > hi)
+            throw py::value_error(name + ": " + py::repr(value).cast<std::string>() + " does not fit a 32-bit integer");
         const long long v = value.cast<long long>();
-        if (v < std::numeric_limits<int>::min() || v > std::numeric_limits<int>::max())
-            throw py::value_error(name + ": " + std::to_string(v) + " does not fit a 32-bit integer");
         if (name == "BoxLineCount" && (v < 0 || v > 100))
             throw py::value_error("BoxLineCount: the box line tables have 0 to 100 rows");
         cal.edit([&](tagLenPar& p) { *std::get<int*>(m.ref(p)) = static_cast<int>(v); });
