@@ -8,18 +8,21 @@ exactly the numbers of the C++ library::
     cal = vrncal.load("examples/sample.cor")
     counts = cal.correct([[12.5, -3.0], [0.0, 0.0]])   # float32 array (N, 2)
 
-The calibration workflow of the ``vrncal`` tool is here too: the simulated
-head (LensModel), simulate(), Calibration.evaluate(), check() and the data
-behind ``vrncal plot`` (Calibration.plot_data()).
+The calibration workflow of the ``vrncal`` tool is here too, run by the same
+code: the simulated heads (LensModel, MeasuredHead), simulate(),
+Calibration.evaluate(), check(), the data behind ``vrncal plot``
+(Calibration.plot_data()), and calibrating a machine stage by stage (plan(),
+stage_job(), Head.measure(), import_measurements(), Calibration.save_table()).
 """
 from collections.abc import Mapping, MutableSequence
 
-from ._vrncal import (Calibration, CalibrationError, Finding, LensModel, Stage, check,
-                      simulate)
+from ._vrncal import (Calibration, CalibrationError, Finding, Head, Imported, Job, LensModel,
+                      MeasuredHead, Stage, check, import_measurements, plan, simulate, stage_job)
 from . import _vrncal
 
-__all__ = ["Calibration", "CalibrationError", "Finding", "LensModel", "Stage", "check",
-           "load", "simulate"]
+__all__ = ["Calibration", "CalibrationError", "Finding", "Head", "Imported", "Job", "LensModel",
+           "MeasuredHead", "Stage", "check", "import_measurements", "load", "plan", "simulate",
+           "stage_job"]
 
 
 def load(path, field_size=None):

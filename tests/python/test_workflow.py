@@ -75,3 +75,40 @@ def test_plot_data():
     assert d["factor"] > 1 and d["max_deviation"] > 0 and d["val_size"] == 80
     d = cal.plot_data(lines=3, factor=10, head=vrncal.LensModel.from_file(EXAMPLES / "lens.ini"))
     assert d["factor"] == 10 and d["error_um"].shape == (120, 120) and np.nanmax(d["error_um"]) < 20
+
+
+def test_calibrating_a_machine_as_the_tool_does(tool, tmp_path):
+    """The loop of docs/calibrating-a-machine.md, in Python and with the
+    tool: the same tables, byte for byte, and the stated landing error."""
+    head = vrncal.MeasuredHead.from_file(EXAMPLES / "head.csv")
+    py_table, cli_table = tmp_path / "py.cor", tmp_path / "cli.cor"
+    job = vrncal.plan(py_table, field_size=126, val_size=120)
+    run(tool, "plan", "new", cli_table, "--field-size", 126, "--val-size", 120, "--template", tmp_path / "c.csv")
+    assert (job.stage, job.drive, len(job)) == ("nine points", "linear", 9)
+    for stage, seed in (("nine", 1), (9, 9), (17, 17)):
+        if stage != "nine":
+            job = vrncal.stage_job(py_table, stage)
+            run(tool, "plan", "job", cli_table, "--stage", stage, "--template", tmp_path / "c.csv")
+        measured = head.measure(job, py_table, noise_um=10, seed=seed)
+        job.save_measured(tmp_path / "p.csv", measured)
+        run(tool, "simulate", "--job", tmp_path / "c.csv", "--table", cli_table, "--head", EXAMPLES / "head.csv",
+            "--noise", 10, "--seed", seed, "-o", tmp_path / "c.csv")
+        assert (tmp_path / "p.csv").read_bytes() == (tmp_path / "c.csv").read_bytes()
+        imported = vrncal.import_measurements(py_table, tmp_path / "p.csv")
+        run(tool, "measure", "import", cli_table, tmp_path / "c.csv")
+        assert imported.size == (3 if stage == "nine" else stage) and py_table.read_bytes() == cli_table.read_bytes()
+    assert vrncal.load(py_table).evaluate(head)[-1].max_um < 50
+    with pytest.raises(vrncal.CalibrationError, match=r"p\.csv"):
+        (tmp_path / "p.csv").write_text("index,measured_x,measured_y\n0,1,2\n")
+        vrncal.import_measurements(py_table, tmp_path / "p.csv")
+    assert py_table.read_bytes() == cli_table.read_bytes()
+
+
+def test_tables_written_from_records(tmp_path):
+    cal = vrncal.load(SAMPLE)
+    cal.grids[0] = cal.grids[0] + np.float32(0.001)
+    assert cal.save_table(tmp_path / "t.cor", comments=["edited in Python"]) == []
+    back = vrncal.load(tmp_path / "t.cor")
+    assert (tmp_path / "t.cor").read_text().startswith("; edited in Python\n")
+    assert [g.tobytes() for g in back.grids] == [g.tobytes() for g in cal.grids]
+    assert back.correct([[3, 4]]).tobytes() == cal.correct([[3, 4]]).tobytes()
