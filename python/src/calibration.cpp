@@ -215,9 +215,9 @@ void put_grid(Calibration& cal, py::ssize_t i, const py::handle& values, bool in
 // the reference the batch is held to.
 enum class Conversion { Corrected, Facade, Linear, Shifted };
 
-FloatArray convert(Calibration& cal, const py::handle& points, Conversion conv) {
+FloatArray convert(Calibration& cal, const py::handle& points, Conversion conv, const py::object& into = py::none()) {
     const PointsIn in(points);
-    FloatArray out = new_points(in.shape());
+    FloatArray out = points_out(in, into);
     tagKelPointF* dst = points_of(out);
     if (conv == Conversion::Corrected) {
         cal.correct_released([&](const tagLenPar&, const Corrector& c) {
@@ -382,25 +382,34 @@ grids are numpy arrays.  correct() maps field points to device counts.
                  c.edit([at](tagLenPar& p) { p.Stacks.erase(p.Stacks.begin() + static_cast<std::ptrdiff_t>(at)); });
              })
         .def(
-            "correct", [](Calibration& c, const py::handle& pts) { return convert(c, pts, Conversion::Corrected); },
-            py::arg("points"), R"doc(
+            "correct",
+            [](Calibration& c, const py::handle& pts, const py::object& out) {
+                return convert(c, pts, Conversion::Corrected, out);
+            },
+            py::arg("points"), py::kw_only(), py::arg("out") = py::none(), R"doc(
 Field points to device counts through the correction the mode selects.
 
 points: any array of shape (N, 2) (or (..., 2)) of x, y in field units;
 each coordinate is rounded to the nearest float once.  Returns a float32
 array of the same shape with exactly the bits VrnCal::CalibPoint gives for
-each point.  Runs without the GIL.
+each point.  Runs without the GIL.  out: a float32 array of that shape to
+write the counts into instead of a new one (the points array itself when it
+is float32), so that a loop over many batches allocates nothing.
 )doc")
         .def(
             "correct_linear",
-            [](Calibration& c, const py::handle& pts) { return convert(c, pts, Conversion::Linear); },
-            py::arg("points"),
+            [](Calibration& c, const py::handle& pts, const py::object& out) {
+                return convert(c, pts, Conversion::Linear, out);
+            },
+            py::arg("points"), py::kw_only(), py::arg("out") = py::none(),
             "Field points to device counts by the plain linear conversion with the lens flags, without "
             "correction (VrnCal::LP2DPEX_Cal); clamped to 0 .. resolution.")
         .def(
             "correct_shifted",
-            [](Calibration& c, const py::handle& pts) { return convert(c, pts, Conversion::Shifted); },
-            py::arg("points"),
+            [](Calibration& c, const py::handle& pts, const py::object& out) {
+                return convert(c, pts, Conversion::Shifted, out);
+            },
+            py::arg("points"), py::kw_only(), py::arg("out") = py::none(),
             "The correction, then the scale about the device centre and the shift of the 'shift' view "
             "(VrnCal::LP2DPEX_SFT with the scale-and-shift step on); clamped.")
         .def(
@@ -419,17 +428,18 @@ each point.  Runs without the GIL.
         .def("_correct_facade",
              [](Calibration& c, const py::handle& pts) { return convert(c, pts, Conversion::Facade); })
         .def("_time_batch",
-             [](Calibration& c, const py::handle& pts, int repeats) {
-                 const FloatArray in = FloatArray::ensure(pts);
-                 if (!in || in.ndim() != 2 || in.shape(1) != 2) throw py::value_error("points: (N, 2) needed");
+             [](Calibration& c, const FloatArray& in, FloatArray& out, int repeats) {
+                 if (in.ndim() != 2 || in.shape(1) != 2 || out.ndim() != 2 || out.shape(0) != in.shape(0) ||
+                     out.shape(1) != 2)
+                     throw py::value_error("points and out: (N, 2) float32 arrays needed");
                  const auto n = static_cast<std::size_t>(in.shape(0));
                  const auto* src = reinterpret_cast<const tagKelPointF*>(in.data());
-                 std::vector<tagKelPointF> out(n);
+                 tagKelPointF* dst = points_of(out);
                  double best = std::numeric_limits<double>::infinity();
                  c.correct_released([&](const tagLenPar&, const Corrector& k) {
                      for (int r = 0; r < repeats; ++r) {
                          const auto t0 = std::chrono::steady_clock::now();
-                         k.correct(src, out.data(), n);
+                         k.correct(src, dst, n);
                          const std::chrono::duration<double> t = std::chrono::steady_clock::now() - t0;
                          best = std::min(best, t.count());
                      }

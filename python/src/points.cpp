@@ -38,7 +38,24 @@ PointsIn::PointsIn(const py::handle& obj) {
     count_ = static_cast<std::size_t>(array_.size()) / 2;
 }
 
-FloatArray new_points(const std::vector<py::ssize_t>& shape) { return FloatArray(shape); }
+FloatArray points_out(const PointsIn& in, const py::object& out) {
+    if (out.is_none()) return FloatArray(in.shape());
+    if (!py::isinstance<py::array_t<float, py::array::c_style>>(out))
+        throw py::value_error("out must be a C-ordered float32 array");
+    auto a = py::reinterpret_borrow<FloatArray>(out);
+    if (std::vector<py::ssize_t>(a.shape(), a.shape() + a.ndim()) != in.shape())
+        throw py::value_error("out must have the shape of the points, " + shape_text(in.array()) + "; got " +
+                              shape_text(a));
+    if (!a.writeable()) throw py::value_error("out is read-only");
+    const auto* o = reinterpret_cast<const char*>(a.data());
+    const auto* p = static_cast<const char*>(in.array().data());
+    const std::size_t out_bytes = in.count() * sizeof(tagKelPointF);
+    const std::size_t in_bytes = in.count() * (in.single() ? sizeof(tagKelPointF) : 2 * sizeof(double));
+    const bool same = in.single() && o == p;
+    if (!same && in.count() > 0 && o < p + in_bytes && p < o + out_bytes)
+        throw py::value_error("out overlaps the points (it may be the float32 points array itself)");
+    return a;
+}
 
 py::array_t<float> grid_array(const tagCalData* points, std::size_t side) {
     const auto n = static_cast<py::ssize_t>(side);

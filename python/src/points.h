@@ -30,6 +30,8 @@ public:
     explicit PointsIn(const py::handle& obj);  // throws ValueError for another shape
 
     std::size_t count() const { return count_; }
+    const py::array& array() const { return array_; }
+    bool single() const { return single_; }
     std::vector<py::ssize_t> shape() const { return {array_.shape(), array_.shape() + array_.ndim()}; }
 
     // Calls f(in, out, n) on consecutive blocks of the points, out being the
@@ -58,8 +60,11 @@ private:
     std::size_t count_ = 0;
 };
 
-// A new C-ordered float32 array of the given shape, for results.
-FloatArray new_points(const std::vector<py::ssize_t>& shape);
+// Where results go: out when it is given (not None), which must be a
+// writable C-ordered float32 array of the points' shape and may be the
+// points themselves but must not otherwise overlap them; else a new array.
+// Throws ValueError.
+FloatArray points_out(const PointsIn& in, const py::object& out);
 inline tagKelPointF* points_of(FloatArray& a) { return reinterpret_cast<tagKelPointF*>(a.mutable_data()); }
 
 // A side x side grid of calibration points as a read-only (side, side, 4)

@@ -112,3 +112,28 @@ def test_threads_correct_while_another_edits():
     allowed = [a.correct(pts), b.correct(pts), vrncal.load(SAMPLE).correct(pts)]
     for r in results:  # each batch saw one record, not a mix
         assert any(np.array_equal(r, x, equal_nan=True) for x in allowed)
+
+
+def test_results_into_a_buffer():
+    cal = vrncal.load(SAMPLE)
+    pts = probe_points(cal, 5000)
+    want = cal.correct(pts)
+    out = np.full_like(pts, np.nan)
+    assert cal.correct(pts, out=out) is out
+    assert_same_bits(out, want)
+    assert_same_bits(cal.correct(pts.astype(np.float64), out=out), want)
+    inplace = pts.copy()
+    cal.correct(inplace, out=inplace)
+    assert_same_bits(inplace, want)
+    n = len(pts)
+    read_only = want.copy()
+    read_only.flags.writeable = False
+    for bad in (np.empty((n, 2)), np.empty((n - 1, 2), np.float32), np.empty((2, n), np.float32).T, out[::-1],
+                read_only):
+        with pytest.raises(ValueError):
+            cal.correct(pts, out=bad)
+    with pytest.raises(ValueError, match="overlaps"):
+        cal.correct(pts[:-1], out=pts[1:])
+    with pytest.raises(ValueError, match="overlaps"):
+        wide = pts.astype(np.float64)
+        cal.correct(wide, out=wide.view(np.float32).reshape(-1)[:2 * n].reshape(n, 2))
