@@ -3,7 +3,7 @@
 //
 // Python threads may correct with one Calibration while another edits it.
 // Edits run with the GIL held and take the lock exclusively; corrections
-// take it shared, built their corrector with the GIL held, and then release
+// take it shared, build their corrector with the GIL held, and then release
 // the GIL for the arithmetic.  An edit therefore waits for running
 // corrections and drops the corrector, which the next correction rebuilds
 // from the edited record.
@@ -39,7 +39,7 @@ public:
     // GIL held.
     Calibration(const Calibration& o)
         : path(o.path), format(o.format), field_size_from(o.field_size_from), par_(o.par_) {}
-    Calibration(Calibration&& o)
+    Calibration(Calibration&& o) noexcept
         : path(std::move(o.path)),
           format(std::move(o.format)),
           field_size_from(std::move(o.field_size_from)),

@@ -30,8 +30,9 @@ def load(path, field_size=None):
     or a correction table (coefficients fitted from its nine points).
 
     The calibration is in grid mode (files do not store the mode).
-    field_size, when given, replaces the field size (FieldSize, field units
-    spanned by the resolution; 100 unless a data file stores another).
+    field_size: the field units spanned by the resolution (FieldSize) for a
+    table that does not state its own ([vrncal] FieldSize); a table or data
+    file that states another is refused.  Without it: the file's, else 100.
     Raises CalibrationError, naming the file and the line or key, when the
     file cannot be loaded.
     """
