@@ -16,6 +16,7 @@
 
 #include <vrncal/calib_alg.h>
 #include <vrncal/facade.h>
+#include <vrncal/validate.h>
 
 #include "points.h"
 #include "workflow/calfile.h"
@@ -209,6 +210,22 @@ void put_grid(Calibration& cal, py::ssize_t i, const py::handle& values, bool in
     });
 }
 
+// ---- validation ------------------------------------------------------------
+
+struct Problem {
+    std::string code;
+    std::optional<int> grid;
+    std::string message;
+};
+
+std::vector<Problem> problems(const Calibration& cal) {
+    std::vector<Problem> out;
+    for (const auto& p : vrncal::validate(cal.par()))
+        out.push_back({vrncal::problemCodeName(p.code), p.stack >= 0 ? std::optional<int>(p.stack) : std::nullopt,
+                       p.message});
+    return out;
+}
+
 // ---- corrections ----------------------------------------------------------
 
 // Corrected: the batch corrector; Facade: VrnCal::CalibPoint point by point,
@@ -280,6 +297,14 @@ Calibration loaded(workflow::Calibration&& cal) {
 
 void bind_calibration(py::module_& m) {
     m.def("_load", &load, py::arg("path"), py::arg("field_size") = py::none());
+
+    py::class_<Problem>(m, "Problem", "A reason the correction cannot make sense (Calibration.validate()).")
+        .def_readonly("code", &Problem::code, "Stable code, e.g. 'grid-too-few-points'.")
+        .def_readonly("grid", &Problem::grid, "The grid concerned, or None.")
+        .def_readonly("message", &Problem::message, "One line for people.")
+        .def("__repr__", [](const Problem& p) {
+            return py::str("Problem({!r}, grid={!r}, message={!r})").format(p.code, p.grid, p.message);
+        });
 
     py::class_<Calibration>(m, "Calibration", R"doc(
 A lens calibration: one calibration record, as a host of the library keeps it.
@@ -465,6 +490,12 @@ library does before every save).  Returns the residuals as a (3, 3, 2)
 array in micrometres (field units taken as mm): for each of the nine points,
 how far the correction of its measured position drives from where its
 nominal position is driven linearly.
+)doc")
+        .def("validate", &problems, R"doc(
+The problems that make the correction meaningless, [] when there are none:
+non-finite coefficients or terms, field sizes that are not positive, a
+resolution below 1, grids with too few points or that can never take effect
+... Each Problem has a stable code, the grid concerned and a message.
 )doc")
         .def(
             "save",

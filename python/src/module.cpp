@@ -6,6 +6,8 @@
 // anything else.
 #include <pybind11/pybind11.h>
 
+#include <vrncal/version.h>
+
 #include "calibration.h"
 #include "workflow/error.h"
 
@@ -39,6 +41,7 @@ PYBIND11_MODULE(_vrncal, m) {
         }
     });
 
+    m.attr("__version__") = vrncal::version();
     bind_calibration(m);
     bind_workflow(m);
     bind_plans(m);

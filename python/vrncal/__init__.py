@@ -17,12 +17,13 @@ stage_job(), Head.measure(), import_measurements(), Calibration.save_table()).
 from collections.abc import Mapping, MutableSequence
 
 from ._vrncal import (Calibration, CalibrationError, Finding, Head, Imported, Job, LensModel,
-                      MeasuredHead, Stage, check, import_measurements, plan, simulate, stage_job)
+                      MeasuredHead, Problem, Stage, __version__, check, import_measurements, plan,
+                      simulate, stage_job)
 from . import _vrncal
 
 __all__ = ["Calibration", "CalibrationError", "Finding", "Head", "Imported", "Job", "LensModel",
-           "MeasuredHead", "Stage", "check", "import_measurements", "load", "plan", "simulate",
-           "stage_job"]
+           "MeasuredHead", "Problem", "Stage", "check", "import_measurements", "load", "plan",
+           "simulate", "stage_job"]
 
 
 def load(path, field_size=None):

@@ -144,3 +144,13 @@ def test_repr_reads_like_vrncal_info(tool, tmp_path):
         info = subprocess.run([tool, "info", c.path], capture_output=True, text=True, check=True).stdout
         assert repr(c) == info + "  mode          grid correction (CalMode 1)"
     assert repr(vrncal.Calibration()).startswith("new calibration (not saved)\n  resolution    65535 counts")
+
+
+def test_validate_lists_the_problems():
+    cal = vrncal.load(SAMPLE)
+    assert cal.validate() == []
+    g = cal.grids[0].copy()
+    g[3, 3, 0] = g[3, 4, 0] + 1  # a node pushed past its right-hand neighbour
+    cal.grids[0] = g
+    assert [(p.code, p.grid) for p in cal.validate()] == [("grid-not-regular", 0), ("grid-pitch-mismatch", 0)]
+    assert cal.validate()[0].message.startswith("grid 0 (9 x 9): 1 of 64 cells can never be found")
