@@ -104,6 +104,9 @@ private:
     std::optional<workflow::LensModel> lens_;
 };
 
+// Writes a text file whole or not at all; throws CalibrationError.
+void write_text_file(const std::string& path, const std::string& text);
+
 // A Calibration from a file the workflow loaded.
 Calibration loaded(workflow::Calibration&& cal);
 

@@ -43,13 +43,6 @@ int stage_size(const py::object& stage) {
                           ": a stage is 'nine' (or 3) or a grid of 5, 9, 17, 25, 33 or 65 points per side");
 }
 
-void write_text(const std::string& path, const std::string& text) {
-    workflow::AtomicFile file(path);
-    if (std::fwrite(text.data(), 1, text.size(), file.stream()) != text.size())
-        throw CalibrationFailure(path + ": write failed", path);
-    file.commit();
-}
-
 template <typename Get>
 py::array_t<float> mark_pairs(const Job& j, Get get) {
     py::array_t<float> a({static_cast<py::ssize_t>(j.marks.size()), py::ssize_t{2}});
@@ -108,6 +101,13 @@ struct Imported {
 
 }  // namespace
 
+void write_text_file(const std::string& path, const std::string& text) {
+    workflow::AtomicFile file(path);
+    if (std::fwrite(text.data(), 1, text.size(), file.stream()) != text.size())
+        throw CalibrationFailure(path + ": write failed", path);
+    file.commit();
+}
+
 void bind_plans(py::module_& m) {
     py::class_<Job>(m, "Job", R"doc(
 The marking job of one calibration stage: marks numbered row-major over
@@ -136,16 +136,16 @@ units, caller's frame) and the drive position sent to the head (counts).
             "counts", [](const Job& j) { return mark_pairs(j, [](const Mark& k) { return tagKelPointF{k.u, k.v}; }); },
             "(N, 2) float32: the drive position of each mark, counts.")
         .def(
-            "save", [](const Job& j, const std::filesystem::path& p) { write_text(p.string(), workflow::job_text(j.marks)); },
+            "save", [](const Job& j, const std::filesystem::path& p) { write_text_file(p.string(), workflow::job_text(j.marks)); },
             py::arg("path"), "Writes the job file (CSV: index,row,column,x,y,u,v).")
         .def(
             "save_template",
-            [](const Job& j, const std::filesystem::path& p) { write_text(p.string(), workflow::template_text(j.marks)); },
+            [](const Job& j, const std::filesystem::path& p) { write_text_file(p.string(), workflow::template_text(j.marks)); },
             py::arg("path"), "Writes the measurement template: the job plus empty measured_x, measured_y.")
         .def(
             "save_measured",
             [](const Job& j, const std::filesystem::path& p, const py::handle& measured) {
-                write_text(p.string(), workflow::measured_text(j.marks, measured_of(j, measured)));
+                write_text_file(p.string(), workflow::measured_text(j.marks, measured_of(j, measured)));
             },
             py::arg("path"), py::arg("measured"), "Writes the template filled with the measured positions (N, 2).")
         .def_static(

@@ -1,7 +1,6 @@
 // The calibration workflow, as the command-line tool runs it: the simulated
 // heads, simulate, evaluate, check and the data behind plot.  Everything here
 // calls workflow/; nothing is computed twice.
-#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <vector>
@@ -11,7 +10,6 @@
 
 #include "calibration.h"
 #include "points.h"
-#include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/check.h"
 #include "workflow/evaluate.h"
@@ -20,6 +18,7 @@
 #include "workflow/measured_head.h"
 #include "workflow/plot_data.h"
 #include "workflow/simulate.h"
+#include "workflow/table_file.h"
 
 namespace vrncal::python {
 
@@ -61,21 +60,14 @@ Calibration simulate(const HeldHead& held, const std::vector<int>& grids, double
         py::gil_scoped_release release;
         text = workflow::table_text(workflow::simulate_calibration(opt));
     }
-    // The table is loaded from a file, as a machine would load it: the file
-    // asked for, or a temporary one that is removed again.
-    const std::string path = out ? out->string()
-                                 : (std::filesystem::temp_directory_path() / "vrncal-simulated.cor").string();
-    workflow::AtomicFile file(path);
-    if (std::fwrite(text.data(), 1, text.size(), file.stream()) != text.size())
-        throw CalibrationFailure(path + ": write failed", path);
+    // The table is loaded as a machine would load it: from the file asked
+    // for, or through a temporary one.
     if (out) {
-        file.commit();
-        return loaded(workflow::load_calibration(path));
+        write_text_file(out->string(), text);
+        return loaded(workflow::load_calibration(out->string()));
     }
-    file.close_stream();
-    Calibration cal = loaded(workflow::load_calibration(file.temp_path()));
-    cal.path.clear();
-    cal.format.clear();
+    Calibration cal(workflow::load_table_text(text, field_size), "", "");
+    cal.field_size_from = workflow::field_size_source(workflow::FieldSizeFrom::Table);
     return cal;
 }
 
