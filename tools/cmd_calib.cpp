@@ -21,16 +21,6 @@ namespace vrncal::tools {
 
 namespace {
 
-const char* field_size_from(FieldSizeFrom from) {
-    switch (from) {
-        case FieldSizeFrom::Table: return "from [vrncal] FieldSize";
-        case FieldSizeFrom::DataFile: return "stored in the data file";
-        case FieldSizeFrom::Given: return "given";
-        case FieldSizeFrom::Default: break;
-    }
-    return "the default: the table does not state one";
-}
-
 void run_info(const std::string& path, bool json, std::optional<double> field_size, const Context& ctx) {
     const Calibration cal = load(path, ctx, field_size);
     const tagLenPar& p = cal.par;
@@ -41,7 +31,7 @@ void run_info(const std::string& path, bool json, std::optional<double> field_si
         j["resolution"] = p.Resolution;
         j["half_resolution"] = p.HalfResolution;
         j["field_size"] = p.FieldSize;
-        j["field_size_from"] = field_size_from(cal.field_size_from);
+        j["field_size_from"] = field_size_source(cal.field_size_from);
         j["val_size"] = p.ValSize;
         j["flags"] = {{"XYFlip", p.XYFlip}, {"XInvert", p.XInvert}, {"YInvert", p.YInvert},
                       {"LEN_XYFLIP", p.LEN_XYFLIP}, {"LEN_XINVERT", p.LEN_XINVERT}, {"LEN_YINVERT", p.LEN_YINVERT}};
@@ -58,40 +48,7 @@ void run_info(const std::string& path, bool json, std::optional<double> field_si
         print("{}\n", j.dump(2));
         return;
     }
-    std::string s;
-    s += fmt::format("{}: {}\n", path,
-                     cal.data_file ? "calibration data file (binary; coefficients as stored)"
-                                   : "correction table (text; coefficients fitted on load)");
-    s += fmt::format("  resolution    {} counts, half {}\n", p.Resolution, p.HalfResolution);
-    s += fmt::format("  field size    {} ({}; linear conversion), ValSize {} (grids and clamping)\n", p.FieldSize,
-                     field_size_from(cal.field_size_from), p.ValSize);
-    s += fmt::format("  lens flags    XYFlip {}  XInvert {}  YInvert {}   box: LEN_XYFLIP {}  LEN_XINVERT {}  "
-                     "LEN_YINVERT {}\n",
-                     p.XYFlip, p.XInvert, p.YInvert, p.LEN_XYFLIP, p.LEN_XINVERT, p.LEN_YINVERT);
-    s += "  coefficients\n";
-    const auto coefs = coefficients(p.CalCoefs);
-    std::string row;
-    for (std::size_t i = 0; i < coefs.size(); ++i) {
-        const std::string cell = fmt::format("{:<9}{}", coefs[i].name, coefs[i].value);
-        const bool last = i % 3 == 2 || i + 1 == coefs.size();
-        row += last ? cell : fmt::format("{:<33}", cell);
-        if (last) {
-            s += "    " + row + "\n";
-            row.clear();
-        }
-    }
-    s += fmt::format("  grids         {}\n", p.Stacks.size());
-    for (std::size_t i = 0; i < p.Stacks.size(); ++i) {
-        const auto& st = p.Stacks[i];
-        const auto d = deviation(st);
-        s += fmt::format("    {}: {:>2} x {:<2}  InOrder {}  measured - nominal: max {:.4f}  rms {:.4f}\n", i,
-                         st.Size, st.Size, st.InOrder, d.max, d.rms);
-    }
-    if (gains_in_use(p))
-        s += fmt::format("  gain tables   in use (grid 1, {} rows)\n", p.LineCount);
-    else
-        s += fmt::format("  gain tables   off (grid {}, LineCount {})\n", p.grid, p.LineCount);
-    print("{}", s);
+    print("{}", info_text(info_heading(path, cal.data_file), p, field_size_source(cal.field_size_from)));
 }
 
 void run_convert(const std::string& in, const std::string& out, const std::string& format,

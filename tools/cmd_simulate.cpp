@@ -4,7 +4,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 #include <vector>
 
 #include "commands.h"
@@ -162,16 +161,8 @@ void run_simulate(const SimulateArgs& a, const Context& ctx) {
     check_noise(a);
     opt.noise_um = a.noise;
     opt.seed = static_cast<std::uint64_t>(a.seed);
-    std::set<int> seen;
-    for (int n : a.grids) {
-        if (n != 5 && n != 9 && n != 17 && n != 25 && n != 33 && n != 65)
-            throw ToolError(fmt::format("simulate: --grids {}: a grid has 5, 9, 17, 25, 33 or 65 points per side", n));
-        if (!seen.insert(n).second) throw ToolError(fmt::format("simulate: --grids lists {} twice", n));
-        opt.grids.push_back(n);
-    }
-    if (!(a.val_size > 1.0) || !(a.val_size <= opt.field_size))
-        throw ToolError(fmt::format("simulate: --val-size must be above 1 and at most the field size {}",
-                                    opt.field_size));
+    opt.grids = a.grids;
+    check_simulate_options(opt);
     if (!a.save_lens.empty() && (a.save_lens == a.output || same_file(a.save_lens, a.output)))
         throw ToolError("simulate: --save-lens and -o name the same file");
     const TableContent t = simulate_calibration(opt);

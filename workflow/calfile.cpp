@@ -74,6 +74,16 @@ std::optional<double> table_field_size(const std::string& path, const std::strin
     return fs;
 }
 
+const char* field_size_source(FieldSizeFrom from) {
+    switch (from) {
+        case FieldSizeFrom::Table: return "from [vrncal] FieldSize";
+        case FieldSizeFrom::DataFile: return "stored in the data file";
+        case FieldSizeFrom::Given: return "given";
+        case FieldSizeFrom::Default: break;
+    }
+    return "the default: the table does not state one";
+}
+
 Calibration load_calibration(const std::string& path, const LoadOptions& options) {
     const auto& given = options.field_size;
     if (given) check_field_size(*given, "the field size given");

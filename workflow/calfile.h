@@ -30,6 +30,9 @@ enum class FieldSizeFrom {
     Given,     // given by the caller for a table that does not say
 };
 
+// How info shows where the field size comes from ("stored in the data file").
+const char* field_size_source(FieldSizeFrom from);
+
 struct Calibration {
     std::string path;
     bool data_file = false;  // binary data file; otherwise a correction table

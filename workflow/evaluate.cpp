@@ -5,6 +5,7 @@
 #include <vrncal/batch.h>
 #include <vrncal/facade.h>
 
+#include "workflow/error.h"
 #include "workflow/head.h"
 
 namespace vrncal::workflow {
@@ -33,6 +34,7 @@ std::vector<double> landing_errors_um(const Head& head, const tagLenPar& par,
 }
 
 std::vector<Stage> evaluate_stages(const Head& head, const tagLenPar& full, int n) {
+    if (n < 2 || n > 2001) throw Error("evaluate: the pattern must have 2 to 2001 targets per side");
     const auto targets = target_pattern(n, full.ValSize);
     std::vector<Stage> stages;
     stages.push_back({"uncorrected (linear)", summarize(landing_errors_um(head, full, targets, false))});

@@ -28,7 +28,7 @@ std::vector<double> landing_errors_um(const Head& head, const tagLenPar& par,
                                       const std::vector<tagKelPointF>& targets, bool corrected);
 
 // One stage per step of the calibration, over an n x n pattern spanning
-// +-ValSize/2.
+// +-ValSize/2.  Throws Error unless 2 <= n <= 2001.
 std::vector<Stage> evaluate_stages(const Head& head, const tagLenPar& par, int n);
 
 }  // namespace vrncal::workflow

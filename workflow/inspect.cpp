@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fmt/format.h>
 
 #include <vrncal/calib_alg.h>
 #include <vrncal/facade.h>
@@ -54,6 +55,46 @@ NineFit fit_nine_points(const tagLenPar& par) {
                                                     (drive.y - linear.y) / kc * 1000.0};
     }
     return f;
+}
+
+std::string info_heading(const std::string& path, bool data_file) {
+    return fmt::format("{}: {}", path,
+                       data_file ? "calibration data file (binary; coefficients as stored)"
+                                 : "correction table (text; coefficients fitted on load)");
+}
+
+std::string info_text(const std::string& heading, const tagLenPar& p, const std::string& field_size_from) {
+    std::string s = heading + "\n";
+    s += fmt::format("  resolution    {} counts, half {}\n", p.Resolution, p.HalfResolution);
+    s += fmt::format("  field size    {} ({}; linear conversion), ValSize {} (grids and clamping)\n", p.FieldSize,
+                     field_size_from, p.ValSize);
+    s += fmt::format("  lens flags    XYFlip {}  XInvert {}  YInvert {}   box: LEN_XYFLIP {}  LEN_XINVERT {}  "
+                     "LEN_YINVERT {}\n",
+                     p.XYFlip, p.XInvert, p.YInvert, p.LEN_XYFLIP, p.LEN_XINVERT, p.LEN_YINVERT);
+    s += "  coefficients\n";
+    const auto coefs = coefficients(p.CalCoefs);
+    std::string row;
+    for (std::size_t i = 0; i < coefs.size(); ++i) {
+        const std::string cell = fmt::format("{:<9}{}", coefs[i].name, coefs[i].value);
+        const bool last = i % 3 == 2 || i + 1 == coefs.size();
+        row += last ? cell : fmt::format("{:<33}", cell);
+        if (last) {
+            s += "    " + row + "\n";
+            row.clear();
+        }
+    }
+    s += fmt::format("  grids         {}\n", p.Stacks.size());
+    for (std::size_t i = 0; i < p.Stacks.size(); ++i) {
+        const auto& st = p.Stacks[i];
+        const auto d = deviation(st);
+        s += fmt::format("    {}: {:>2} x {:<2}  InOrder {}  measured - nominal: max {:.4f}  rms {:.4f}\n", i,
+                         st.Size, st.Size, st.InOrder, d.max, d.rms);
+    }
+    if (gains_in_use(p))
+        s += fmt::format("  gain tables   in use (grid 1, {} rows)\n", p.LineCount);
+    else
+        s += fmt::format("  gain tables   off (grid {}, LineCount {})\n", p.grid, p.LineCount);
+    return s;
 }
 
 }  // namespace vrncal::workflow

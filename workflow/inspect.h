@@ -4,6 +4,7 @@
 #define VRNCAL_WORKFLOW_INSPECT_H
 
 #include <array>
+#include <string>
 #include <vector>
 
 #include <vrncal/records.h>
@@ -44,6 +45,13 @@ struct NineFit {
 // inverts the nine measurements: the correction of each measured position
 // should drive the head where the nominal was driven.
 NineFit fit_nine_points(const tagLenPar& par);
+
+// What `vrncal info` shows: heading, then resolution, field sizes (with
+// where the field size comes from), lens flags, the coefficients, each grid
+// with its deviations, the gain tables.
+std::string info_text(const std::string& heading, const tagLenPar& p, const std::string& field_size_from);
+// The heading of a loaded file: "PATH: correction table (...)".
+std::string info_heading(const std::string& path, bool data_file);
 
 }  // namespace vrncal::workflow
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <fmt/format.h>
+#include <set>
 
 #include "workflow/error.h"
 #include "workflow/table_file.h"
@@ -57,7 +58,21 @@ tagLenPar settings_record(const TableContent& t) {
     return par;
 }
 
+void check_simulate_options(const SimulateOptions& opt) {
+    std::set<int> seen;
+    for (int n : opt.grids) {
+        if (n != 5 && n != 9 && n != 17 && n != 25 && n != 33 && n != 65)
+            throw Error(fmt::format("simulate: grid size {}: a grid has 5, 9, 17, 25, 33 or 65 points per side", n));
+        if (!seen.insert(n).second) throw Error(fmt::format("simulate: grid size {} is listed twice", n));
+    }
+    if (!(opt.val_size > 1.0) || !(opt.val_size <= opt.field_size))
+        throw Error(fmt::format("simulate: the calibrated field (ValSize) must be above 1 and at most the field "
+                                "size {}", opt.field_size));
+    if (!(opt.noise_um >= 0.0)) throw Error("simulate: the noise must not be negative");
+}
+
 TableContent simulate_calibration(const SimulateOptions& opt) {
+    check_simulate_options(opt);
     TableContent t;
     t.field_size = opt.field_size;
     t.val_size = opt.val_size;

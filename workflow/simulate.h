@@ -58,9 +58,13 @@ struct SimulateOptions {
     std::uint64_t seed = 1;
 };
 
-// Runs the calibration; returns the table ready to be written, with comments
-// that describe the run (head, noise, seed, grids).  Intermediate tables are
-// loaded from temporary files.  Throws Error.
+// Throws Error unless the options describe a run: grid sizes from the list
+// above, each once; 1 < val_size <= field_size; noise not negative.
+void check_simulate_options(const SimulateOptions& opt);
+
+// Checks the options and runs the calibration; returns the table ready to be
+// written, with comments that describe the run (head, noise, seed, grids).
+// Intermediate tables are loaded from temporary files.  Throws Error.
 TableContent simulate_calibration(const SimulateOptions& opt);
 
 // The record of the settings a table of these options carries.

@@ -34,7 +34,8 @@ foreach(required
     _ZN9CCalibAlg9GetGridDRERK9tagLenParRK12tagKelPointFRS3_S6_RK8tagStack
     _ZN9CMvLsmFit3OLSEv
     _ZN6MVLPkg5GaussESt6vectorIS0_IdSaIdEESaIS2_EE
-    _ZN4Line7GetLineE12tagKelPointFS0_)
+    _ZN4Line7GetLineE12tagKelPointFS0_
+    vrncal_create vrncal_load vrncal_correct vrncal_correct_points vrncal_validate vrncal_version)
   if(NOT required IN_LIST names)
     message(FATAL_ERROR "missing export: ${required}")
   endif()

@@ -12,21 +12,28 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
-foreach(f include/vrncal/vrncal.h ${LIBDIR}/libvrncal.so ${LIBDIR}/libvrncal.so.1 ${LIBDIR}/libvrncal.so.1.0.0
+foreach(f include/vrncal/vrncal.h include/vrncal/vrncal_c.h ${LIBDIR}/libvrncal.so ${LIBDIR}/libvrncal.so.1 ${LIBDIR}/libvrncal.so.1.0.0
           ${LIBDIR}/cmake/vrncal/vrncalConfig.cmake ${LIBDIR}/pkgconfig/vrncal.pc)
   if(NOT EXISTS ${prefix}/${f})
     message(FATAL_ERROR "missing after install: ${f}")
   endif()
 endforeach()
 
-# 1. find_package
+function(expect_counts)
+  if(NOT last_output MATCHES "^32688 32820\n$")
+    message(FATAL_ERROR "unexpected consumer output: ${last_output}")
+  endif()
+endfunction()
+
+# 1. find_package, a C++ and a C host
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/cmake-build
-    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}"
+    -DCMAKE_C_COMPILER=${CC} "-DCMAKE_C_FLAGS=${CXX_FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 run(${WORK_DIR}/cmake-build/consumer ${SAMPLE})
-if(NOT last_output MATCHES "^32688 32820\n$")
-  message(FATAL_ERROR "unexpected consumer output: ${last_output}")
-endif()
+expect_counts()
+run(${WORK_DIR}/cmake-build/consumer_c ${SAMPLE})
+expect_counts()
 
 # 2. pkg-config
 set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
@@ -37,6 +44,21 @@ separate_arguments(extra UNIX_COMMAND "${CXX_FLAGS}")
 run(${CXX} -std=c++17 ${extra} ${CONSUMER_DIR}/consumer.cpp ${flags} -Wl,-rpath,${prefix}/${LIBDIR}
     -o ${WORK_DIR}/consumer-pc)
 run(${WORK_DIR}/consumer-pc ${SAMPLE})
-if(NOT last_output MATCHES "^32688 32820\n$")
-  message(FATAL_ERROR "unexpected consumer output: ${last_output}")
+expect_counts()
+run(${CC} -std=c99 ${extra} ${CONSUMER_DIR}/consumer.c ${flags} -lm -Wl,-rpath,${prefix}/${LIBDIR} -o ${WORK_DIR}/consumer-c-pc)
+run(${WORK_DIR}/consumer-c-pc ${SAMPLE})
+expect_counts()
+
+# 3. the Python module, from the prefix
+if(PYTHON AND NOT IS_ABSOLUTE "${PYTHON_DIR}")
+  set(ENV{PYTHONPATH} ${prefix}/${PYTHON_DIR})
+  # (no semicolons: they would split the argument)
+  run(${PYTHON} -c "import vrncal\nc = vrncal.load('${SAMPLE}')\nprint(c.correct([[12.5, -3.0]]))")
+  if(NOT last_output STREQUAL "[[40842.816 30823.656]]\n")
+    message(FATAL_ERROR "unexpected output of the installed Python module: ${last_output}")
+  endif()
+  run(${PYTHON} -c "import vrncal\nprint(vrncal.__file__)")
+  if(NOT last_output MATCHES "^${prefix}/")
+    message(FATAL_ERROR "the module was not imported from the prefix: ${last_output}")
+  endif()
 endif()
