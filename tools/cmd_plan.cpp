@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "errors.h"
+#include "scan_cli.h"
 #include "workflow/measure.h"
 #include "workflow/numbers.h"
 #include "workflow/plan.h"
@@ -23,6 +24,19 @@ const char* kFramesHelp =
     "up at the caller's point) and the nine points in the frame the nine-point model sees, the\n"
     "caller's point with the invert signs applied: the import converts them.";
 
+const char* kScanHelp =
+    "vrncal measure SCAN --plan JOB -o FILE: finds the marks on a scan of the sheet marked with the\n"
+    "job (planned with --mark), matches them to the job's marks whatever the sheet's angle, side\n"
+    "or place on the scanner, and writes the measurement file for 'vrncal measure import'.  The\n"
+    "scan sets its own frame: origin at the centre mark, x along the centre row, y towards row 0\n"
+    "(the side of the orientation marker); a pixel is 25.4 / dpi mm times --scale.  It reports the\n"
+    "marks found, matched and rejected (with pixel positions) and each centre's uncertainty, and\n"
+    "exits with 1 when marks are missing (they are left blank) unless --allow-missing.\n\n"
+    "Examples:\n"
+    "  vrncal measure grid9.png --plan grid9.csv -o grid9-measured.csv --overlay grid9-found.png\n"
+    "  vrncal measure import head.cor grid9-measured.csv\n"
+    "See docs/measuring-from-a-scan.md.";
+
 int parse_stage(const std::string& s) {
     if (s == "nine" || s == "3") return 3;
     const auto n = parse_int(s);
@@ -40,20 +54,30 @@ std::string sizes(const std::vector<int>& through) {
 }
 
 struct JobArgs {
-    std::string table, job, templ, stage = "nine";
+    std::string table, job, templ, stage = "nine", mark;
     bool linear = false;
-    std::optional<double> field_size;
+    std::optional<double> field_size, mark_size;
 };
+
+Shape parse_shape(const std::string& s) {
+    if (s.empty()) return Shape::None;
+    if (s == "dot") return Shape::Dot;
+    if (s == "cross") return Shape::Cross;
+    throw ToolError(fmt::format("plan: --mark '{}': a mark is a dot or a cross", s));
+}
 
 void write_job(const JobArgs& a) {
     const TableFile table = read_table_file(a.table, a.field_size);
-    const StageJob job = stage_job(table, parse_stage(a.stage), a.linear);
+    const StageJob job = stage_job(table, parse_stage(a.stage), a.linear, parse_shape(a.mark), a.mark_size);
     if (a.job.empty() && a.templ.empty()) throw ToolError("plan: name the job to write (--job) or the template (--template)");
-    if (!a.job.empty()) write_output(a.job, job_text(job.marks));
-    if (!a.templ.empty()) write_output(a.templ, template_text(job.marks));
-    const std::string how = job.drive == Drive::Linear
-                                ? std::string("driven linearly")
-                                : "driven through the table as it stands (" + sizes(job.through) + ")";
+    if (!a.job.empty()) write_output(a.job, job_text(job.file()));
+    if (!a.templ.empty()) write_output(a.templ, template_text(job.file()));
+    std::string how = job.drive == Drive::Linear
+                          ? std::string("driven linearly")
+                          : "driven through the table as it stands (" + sizes(job.through) + ")";
+    if (job.style.shape != Shape::None)
+        how += fmt::format(", drawn as {} of {:.4g} counts with an orientation marker beside mark 0",
+                           job.style.shape == Shape::Dot ? "dots" : "crosses", job.style.size);
     const std::string& shown = a.job.empty() ? a.templ : a.job;
     if (shown != "-") fmt::print("{}: {}, {} marks {}\n", shown, stage_name(job.size), job.marks.size(), how);
     if (!a.templ.empty() && a.templ != "-")
@@ -70,6 +94,8 @@ struct NewArgs {
 
 void run_new(NewArgs a) {
     a.head.xy_flip = a.xy_flip, a.head.x_invert = a.x_invert, a.head.y_invert = a.y_invert;
+    // The job's options are checked before the table is written.
+    if (parse_shape(a.job.mark) == Shape::None && a.job.mark_size) throw ToolError("plan: --mark-size goes with --mark");
     create_table(a.job.table, a.head, a.force);
     fmt::print("{}: new correction table: field size {}, calibrated field +-{}, resolution {}{}{}{}\n", a.job.table,
                a.head.field_size, 0.5 * a.head.val_size, a.head.resolution, a.xy_flip ? ", LEN_XYFLIP" : "",
@@ -110,6 +136,10 @@ void run_import(const ImportArgs& a) {
 void add_job_outputs(CLI::App* cmd, JobArgs& a) {
     cmd->add_option("--job", a.job, "Marking job to write (CSV: index,row,column,x,y,u,v), '-' for standard output");
     cmd->add_option("--template", a.templ, "Measurement template to write (the job plus empty measured_x,measured_y)");
+    cmd->add_option("--mark", a.mark, "Draw each mark as a 'dot' or a 'cross' and add an orientation marker, for "
+                                      "measuring the sheet from a scan (vrncal measure SCAN)");
+    cmd->add_option("--mark-size", a.mark_size, "With --mark: the mark's size across, field units (default 0.4 or a "
+                                                "quarter of the pitch, whichever is less)");
 }
 
 }  // namespace
@@ -161,9 +191,12 @@ void add_plan_command(CLI::App& app, Context&) {
     job->callback([j] { write_job(*j); });
 }
 
-void add_measure_command(CLI::App& app, Context&) {
-    auto* cmd = app.add_subcommand("measure", "Import measured marks into a correction table");
-    cmd->require_subcommand(1);
+void add_measure_command(CLI::App& app, Context& ctx) {
+    auto* cmd = app.add_subcommand("measure", "Measure the marks on a scan of a marked sheet, or import measured marks "
+                                              "into a correction table");
+    cmd->require_subcommand(0, 1);
+    add_measure_scan(cmd, ctx);
+    cmd->footer(kScanHelp);
     auto a = std::make_shared<ImportArgs>();
     auto* imp = cmd->add_subcommand("import", "Check measurements of a stage and write them into the table");
     imp->add_option("TABLE", a->table, "Correction table (text), edited in place")->required();

@@ -10,6 +10,7 @@
 #include "commands.h"
 #include "errors.h"
 #include "plot.h"
+#include "scan_cli.h"
 #include "workflow/calfile.h"
 #include "workflow/evaluate.h"
 #include "workflow/lens.h"
@@ -104,6 +105,7 @@ struct SimulateArgs {
     std::string output;
     std::string save_lens;
     std::string job, table;
+    RenderArgs scan;
 };
 
 // Marks a job on the simulated head and writes the filled template.
@@ -127,12 +129,14 @@ void run_simulate_job(const SimulateArgs& a, const Head& head) {
     if (a.output != "-")
         fmt::print("{}: {} marks of {} measured on the simulated head (noise {} um)\n", a.output, marks.size(), a.job,
                    a.noise);
+    render_job_scan(a.scan, head, par, a.job, a.seed);
 }
 
 void run_simulate(const SimulateArgs& a) {
     const auto head = resolve_head(a.head, "simulate", NoHead::DefaultLens);
     if (!a.job.empty()) return run_simulate_job(a, *head);
     if (!a.table.empty()) throw ToolError("simulate: --table goes with --job");
+    if (!a.scan.path.empty()) throw ToolError("simulate: --scan goes with --job");
     SimulateOptions opt;
     opt.head = head.get();
     opt.field_size = a.field_size.value_or(100.0);
@@ -254,6 +258,7 @@ void add_simulate_command(CLI::App& app, Context&) {
     cmd->add_option("--save-lens", a->save_lens, "Also write the lens used as a lens file, for evaluate and plot");
     cmd->add_option("--job", a->job, "Mark this job (or template) instead and write it filled with measurements");
     cmd->add_option("--table", a->table, "With --job: the table the job was planned on (field size and flags)");
+    add_render_options(cmd, a->scan);
     cmd->add_option("-o,--output", a->output, "Correction table to write, '-' for standard output; with --job the "
                                               "filled measurement file")
         ->required();
@@ -263,7 +268,10 @@ void add_simulate_command(CLI::App& app, Context&) {
                             "With --job the simulator plays the machine for one stage: it drives the head to each "
                             "mark's\nu,v, measures where the spot lands (in the caller's frame, with the noise "
                             "asked for) and\nwrites the job with measured_x,measured_y filled in, ready for "
-                            "'vrncal measure import'.\n\n") +
+                            "'vrncal measure import'.  With --scan it also renders the scan of the marked sheet (a\n"
+                            "job planned with --mark): the marks where the head lands them, the sheet turned and "
+                            "offset on\nthe scanner, blur, noise, uneven paper and dust, for 'vrncal measure SCAN'; "
+                            "the filled\nfile then holds the true landings to compare with.\n\n") +
                 kModelHelp +
                 "\n\nExamples:\n  vrncal simulate --lens examples/lens.ini --grids 9,17 --noise 2 --seed 7 -o "
                 "sample.cor\n  vrncal simulate --head examples/head.csv --field-size 126 --val-size 120 -o head.cor\n"
