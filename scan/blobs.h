@@ -1,13 +1,16 @@
 // Finding marks on a scan: dark blobs on a lighter, possibly uneven ground.
 //
-//   1. The ground is estimated at a coarse scale, where a mark is about two
-//      pixels across, by a grey closing (which removes anything dark and
-//      smaller than a few marks) and a blur, and brought back to full size;
-//      each pixel's darkness is 1 - grey / ground, 0 on paper, near 1 on ink.
-//   2. The noise is the robust spread (median absolute deviation) of the
-//      darkness; blobs are the 8-connected regions of the slightly smoothed
-//      darkness above half the typical darkness of the marks, found in a
-//      first pass at a low threshold.
+//   1. At a coarse scale, where a mark is about three pixels across (the
+//      image averaged over blocks of f x f pixels), the ground is estimated
+//      by a grey closing (which removes anything dark and smaller than a
+//      few marks) and a blur; a pixel's darkness is 1 - grey / ground, 0 on
+//      paper, near 1 on ink.  Whatever stands out of the coarse darkness's
+//      noise is a candidate region.
+//   2. Only those regions are looked at in full resolution, with the ground
+//      interpolated from the coarse one: the noise is the robust spread
+//      (median absolute deviation) of the darkness of a block of paper;
+//      blobs are the 8-connected regions of the slightly smoothed darkness
+//      above half the typical peak darkness of the candidates.
 //   3. Each blob's centre is the darkness-weighted mean position over a
 //      window around it, less the window border's median darkness, taken
 //      twice (the window centred on the first result).  Its uncertainty is

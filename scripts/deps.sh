@@ -3,7 +3,8 @@
 # Runs as root directly, otherwise through sudo.
 set -euo pipefail
 packages=(cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          libcairo2-dev libcli11-dev libfmt-dev nlohmann-json3-dev fonts-dejavu-core)
+          libcairo2-dev libcli11-dev libfmt-dev nlohmann-json3-dev fonts-dejavu-core
+          libopencv-dev libpng-dev libtiff-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
