@@ -3,8 +3,8 @@
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
-#include <optional>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "commands.h"
 #include "errors.h"

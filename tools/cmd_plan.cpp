@@ -66,10 +66,16 @@ Shape parse_shape(const std::string& s) {
     throw ToolError(fmt::format("plan: --mark '{}': a mark is a dot or a cross", s));
 }
 
+void require_outputs(const JobArgs& a) {
+    if (a.job.empty() && a.templ.empty())
+        throw ToolError("plan: name the job to write (--job), the template (--template) or both");
+    if (parse_shape(a.mark) == Shape::None && a.mark_size) throw ToolError("plan: --mark-size goes with --mark");
+}
+
 void write_job(const JobArgs& a) {
+    require_outputs(a);
     const TableFile table = read_table_file(a.table, a.field_size);
     const StageJob job = stage_job(table, parse_stage(a.stage), a.linear, parse_shape(a.mark), a.mark_size);
-    if (a.job.empty() && a.templ.empty()) throw ToolError("plan: name the job to write (--job) or the template (--template)");
     if (!a.job.empty()) write_output(a.job, job_text(job.file()));
     if (!a.templ.empty()) write_output(a.templ, template_text(job.file()));
     std::string how = job.drive == Drive::Linear
@@ -94,8 +100,7 @@ struct NewArgs {
 
 void run_new(NewArgs a) {
     a.head.xy_flip = a.xy_flip, a.head.x_invert = a.x_invert, a.head.y_invert = a.y_invert;
-    // The job's options are checked before the table is written.
-    if (parse_shape(a.job.mark) == Shape::None && a.job.mark_size) throw ToolError("plan: --mark-size goes with --mark");
+    require_outputs(a.job);
     create_table(a.job.table, a.head, a.force);
     fmt::print("{}: new correction table: field size {}, calibrated field +-{}, resolution {}{}{}{}\n", a.job.table,
                a.head.field_size, 0.5 * a.head.val_size, a.head.resolution, a.xy_flip ? ", LEN_XYFLIP" : "",

@@ -1,8 +1,8 @@
 // points: read and replace calibration points and gain-table points through
 // the facade's file-level members.
 #include <cmath>
-#include <optional>
 #include <fmt/format.h>
+#include <optional>
 #include <vector>
 
 #include "commands.h"

@@ -94,6 +94,7 @@ Calibration load_calibration(const std::string& path, std::optional<double> fiel
     cal.path = path;
     cal.data_file = is_data_file(path);
     if (field_size) check_field_size(*field_size, "the field size given");
+    bool planned = false;
     if (cal.data_file) {
         validate_data_file(path);
     } else {
@@ -108,9 +109,7 @@ Calibration load_calibration(const std::string& path, std::optional<double> fiel
             cal.field_size_from = own ? FieldSizeFrom::Table : FieldSizeFrom::Given;
         }
         const TableEditor table(text);
-        if (!table.has_section("Cal3") && table.has_section(kToolSection))
-            throw Error(path + ": the nine points are not measured yet: mark the nine-point job of the table and "
-                               "import the measurements");
+        planned = !table.has_section("Cal3") && table.has_section(kToolSection);
     }
     VrnCal vc;
     bool ok = false;
@@ -123,6 +122,10 @@ Calibration load_calibration(const std::string& path, std::optional<double> fiel
     }
     if (!ok) {
         if (cal.data_file) throw Error(path + ": the data file cannot be loaded");
+        // A table the tool planned, before its first import.
+        if (planned)
+            throw Error(path + ": the nine points are not measured yet: mark the nine-point job of the table and "
+                               "import the measurements");
         auto nine = [](const std::string& m) {
             return m.find("[Cal3]") != std::string::npos && (m.rfind("PNT", 0) == 0 || m.rfind("no [Cal3]", 0) == 0);
         };

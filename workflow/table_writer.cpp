@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 #include <fmt/format.h>
+#include <tuple>
+#include <utility>
 
 #include "workflow/inspect.h"
 #include "workflow/numbers.h"

@@ -34,13 +34,13 @@ protected:
         return summarize(landing_errors_um(head_, par, target_pattern(41, 120.0), true)).rms;
     }
     // The 3-column form of a measurement (index, measured x, y): no drives.
-    std::string import_error(const std::vector<tagKelPointF>& measured) const {
+    std::string import_error(const std::vector<tagKelPointF>& measured, ImportOptions opt = {}) const {
         std::string text = "index,measured_x,measured_y\n";
         for (std::size_t i = 0; i < measured.size(); ++i) text += fmt::format("{},{},{}\n", i, measured[i].x, measured[i].y);
         std::ofstream(path_) << text;
         TableFile table{"head.cor", table_text(t_), 126.0, cal_, cal_};
         try {
-            prepare_import(table, path_, ImportOptions{});
+            prepare_import(table, path_, opt);
         } catch (const Error& e) {
             return e.what();
         }
@@ -63,6 +63,9 @@ TEST_F(SinglePass, IsRefusedAndItsConversionLandsNearARemeasuredGrid) {
 
     EXPECT_NE(import_error(on_file).find("looks marked with the head driven linearly"), std::string::npos);
     EXPECT_EQ(import_error(remeasured), "no error");
+    ImportOptions as_is;
+    as_is.as_residual = true;
+    EXPECT_EQ(import_error(on_file, as_is), "no error");
 
     const double raw = rms_with(linear, on_file);
     const double converted = rms_with(linear, residual_form(cal_, linear, on_file));
