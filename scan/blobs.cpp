@@ -122,7 +122,7 @@ Blobs find_blobs(const std::string& name, const cv::Mat& grey_in, bool light_mar
 
     // 1. The coarse view, and the image must not be uniform.
     Coarse c;
-    c.f = std::max(1, static_cast<int>(mark_px / 3));
+    c.f = std::max(1, static_cast<int>(std::lround(mark_px / 3)));
     const int gw = std::max(1, grey.cols / c.f), gh = std::max(1, grey.rows / c.f);
     cv::Mat blocks;
     cv::resize(grey(cv::Rect(0, 0, std::min(grey.cols, gw * c.f), std::min(grey.rows, gh * c.f))), blocks,
@@ -136,7 +136,7 @@ Blobs find_blobs(const std::string& name, const cv::Mat& grey_in, bool light_mar
         throw Error(fmt::format("{}: the image is uniform ({}): no marks to measure", name,
                                 level < 0.15 ? "all black" : level > 0.85 ? "all white" : "all one grey"));
     }
-    cv::morphologyEx(blocks, c.ground, cv::MORPH_CLOSE, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(7, 7)));
+    cv::morphologyEx(blocks, c.ground, cv::MORPH_CLOSE, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(9, 9)));
     cv::GaussianBlur(c.ground, c.ground, cv::Size(0, 0), 2.0);
     cv::max(c.ground, 1e-3, c.ground);
     cv::divide(blocks, c.ground, c.dark);

@@ -78,6 +78,11 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     ScanReport r;
     r.name = name;
     r.width = image.grey.cols, r.height = image.grey.rows, r.bits = image.bits, r.channels = image.channels;
+    if (opt.dpi && image.dpi_x && (std::fabs(*opt.dpi / *image.dpi_x - 1) > 0.005 || std::fabs(*opt.dpi / *image.dpi_y - 1) > 0.005))
+        throw Error(fmt::format("{}: the image states {} dpi, not the {} dpi given: which is the scanner's?", name,
+                                *image.dpi_x == *image.dpi_y ? fmt::format("{}", *image.dpi_x)
+                                                             : fmt::format("{} x {}", *image.dpi_x, *image.dpi_y),
+                                *opt.dpi));
     if (opt.dpi) {
         r.dpi_x = r.dpi_y = *opt.dpi;
     } else if (image.dpi_x) {
@@ -87,6 +92,10 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     }
     if (!(r.dpi_x >= 50.0 && r.dpi_x <= 20000.0 && r.dpi_y >= 50.0 && r.dpi_y <= 20000.0))
         throw Error(fmt::format("{}: a resolution of {} dpi is not a scanner's (50 to 20000)", name, r.dpi_x));
+    if (!job.orientation && !opt.upright)
+        throw Error(name + ": the plan has no orientation marker (plan the job with --mark): a sheet scanned turned or "
+                           "mirrored cannot be told; give --upright to take the scan as upright (mark 0 at its top left) when "
+                           "it is");
     const PlanGeometry g = plan_geometry(name, job);
     r.n = g.n;
     // Pixels per field unit along each image axis.
@@ -128,6 +137,7 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     }
     const LatticeMatch m = match_lattice(in);
     r.pitch_px = m.pitch;
+    r.plan_pitch_px = in.pitch_px;
     r.orientation_assumed = m.orientation_assumed;
     if (m.marker >= 0) r.marker = in.centres[static_cast<std::size_t>(m.marker)];
     for (const auto& rej : m.rejected) r.rejected.emplace_back(in.centres[static_cast<std::size_t>(rej.candidate)], rej.reason);

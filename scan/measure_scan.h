@@ -28,6 +28,7 @@ struct MeasureOptions {
     double scale_x = 1.0, scale_y = 1.0;  // the scanner's correction factors per image axis
     double unit_mm = 1.0;                // millimetres per field unit
     bool light_marks = false;            // marks lighter than the sheet
+    bool upright = false;                // a plan without orientation marker: take the scan as upright
 };
 
 struct NodeReading {
@@ -56,6 +57,7 @@ struct ScanReport {
     double turned_deg = 0;            // the centre row's angle on the image, counter-clockwise
     SheetFrame frame;                 // millimetres on the image's axes
     double pitch_px = 0;
+    double plan_pitch_px = 0;         // the plan's pitch at the scan's resolution
 
     std::size_t matched() const;
     std::vector<int> missing() const;

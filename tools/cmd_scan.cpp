@@ -19,7 +19,7 @@ struct MeasureScanArgs {
     std::optional<double> dpi;
     std::vector<double> scale;
     double unit = 1.0;
-    bool light = false, allow_missing = false;
+    bool light = false, allow_missing = false, upright = false;
 };
 
 std::string image_kind(const scan::ScanReport& r) {
@@ -38,9 +38,10 @@ void print_report(const MeasureScanArgs& a, const scan::ScanReport& r) {
     std::string how = r.orientation_assumed
                           ? std::string("no orientation marker in the plan: the sheet taken as upright")
                           : fmt::format("orientation marker at ({:.1f}, {:.1f})", r.marker->x, r.marker->y);
-    fmt::print("{}: {} of the {} marks of the {} of {} matched; {}; the sheet lies turned by {:.2f} degrees{}\n", a.scan,
-               r.matched(), r.nodes.size(), workflow::stage_name(n), a.plan, how, r.turned_deg,
-               r.mirrored ? ", mirrored" : "");
+    fmt::print("{}: {} of the {} marks of the {} of {} matched; {}; the sheet lies turned by {:.2f} degrees{}; the "
+               "marks lie {:.1f} pixels apart, {:+.2f} % against the plan\n",
+               a.scan, r.matched(), r.nodes.size(), workflow::stage_name(n), a.plan, how, r.turned_deg,
+               r.mirrored ? ", mirrored" : "", r.pitch_px, 100.0 * (r.pitch_px / r.plan_pitch_px - 1.0));
     constexpr std::size_t kShown = 20;
     for (std::size_t i = 0; i < std::min(kShown, r.rejected.size()); ++i)
         fmt::print("  rejected: ({:.1f}, {:.1f}) {}\n", r.rejected[i].first.x, r.rejected[i].first.y,
@@ -71,6 +72,7 @@ int run_measure_scan(const MeasureScanArgs& a) {
     scan::MeasureOptions opt;
     opt.dpi = a.dpi;
     opt.light_marks = a.light;
+    opt.upright = a.upright;
     if (!(a.unit > 0.0) || !std::isfinite(a.unit)) throw ToolError("measure: --unit must be a positive number of mm");
     opt.unit_mm = a.unit;
     if (!a.scale.empty()) {
@@ -154,6 +156,8 @@ void add_measure_scan(CLI::App* measure, Context& ctx) {
         ->delimiter(',');
     measure->add_option("--unit", a->unit, "Millimetres per field unit (default 1)");
     measure->add_flag("--light-marks", a->light, "The marks are lighter than the sheet");
+    measure->add_flag("--upright", a->upright, "A plan without orientation marker: take the scan as upright, mark 0 "
+                                               "at its top left");
     measure->add_option("--overlay", a->overlay, "Also draw every mark found, with its index, on the scan (.png)");
     measure->add_flag("--allow-missing", a->allow_missing, "Exit with 0 when marks are not found (they are left blank)");
     measure->callback([measure, a, &ctx] {
