@@ -172,7 +172,7 @@ struct EvaluateArgs {
     HeadOptions head;
     std::optional<double> field_size;
     int pattern = 101;
-    bool json = false;
+    bool json = false, placed = false;
     std::optional<double> tolerance;
 };
 
@@ -181,12 +181,13 @@ int run_evaluate(const EvaluateArgs& a) {
     const auto head = resolve_head(a.head, "evaluate", NoHead::Refused);
     head->check_range(cal.par);
     if (a.pattern < 2 || a.pattern > 2001) throw ToolError("evaluate: --pattern must be 2 to 2001 points per side");
-    const auto stages = evaluate_stages(*head, cal.par, a.pattern);
+    const auto stages = evaluate_stages(*head, cal.par, a.pattern, a.placed);
     if (a.json) {
         nlohmann::ordered_json j;
         j["file"] = a.file;
         j["points"] = a.pattern * a.pattern;
         j["field"] = cal.par.ValSize;
+        if (a.placed) j["placed"] = true;
         auto& arr = j["stages"] = nlohmann::ordered_json::array();
         for (const auto& s : stages)
             arr.push_back({{"stage", s.name}, {"max_um", s.stats.max}, {"rms_um", s.stats.rms}, {"p95_um", s.stats.p95}});
@@ -194,8 +195,9 @@ int run_evaluate(const EvaluateArgs& a) {
     } else {
         std::size_t w = 5;
         for (const auto& s : stages) w = std::max(w, s.name.size());
-        std::string out = fmt::format("{}: landing error over {} x {} targets in +-{} (um)\n", a.file, a.pattern,
-                                      a.pattern, 0.5 * cal.par.ValSize);
+        std::string out = fmt::format("{}: landing error over {} x {} targets in +-{} (um){}\n", a.file, a.pattern,
+                                      a.pattern, 0.5 * cal.par.ValSize,
+                                      a.placed ? ", the field turned and shifted into place" : "");
         out += fmt::format("  {:<{}}  {:>9}  {:>9}  {:>9}\n", "stage", w, "max", "rms", "p95");
         for (const auto& s : stages)
             out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
@@ -289,6 +291,8 @@ void add_evaluate_command(CLI::App& app, Context& ctx) {
     cmd->add_option("--pattern", a->pattern, "Targets per side of the dense pattern (default 101)");
     cmd->add_option("--tolerance", a->tolerance, "Exit with status 1 when the final largest error exceeds this (um)");
     cmd->add_flag("--json", a->json, "Print the table as JSON");
+    cmd->add_flag("--placed", a->placed, "Judge the field's shape: the landings first turned and shifted onto the "
+                                         "targets as well as they can be (for a calibration measured from scans)");
     cmd->footer(std::string("Drives the simulated head (--lens or --head) over an n x n pattern of targets spanning "
                             "+-ValSize/2,\nfirst linearly, then through the nine-point correction alone, then adding "
                             "the grids one by\none, and reports the distance between target and landing: largest, "

@@ -6,8 +6,6 @@
 // machine is not the scan's to know.
 #include <gtest/gtest.h>
 
-#include <vrncal/facade.h>
-
 #include "scan_stage.h"
 #include "workflow/evaluate.h"
 #include "workflow/measured_head.h"
@@ -15,37 +13,6 @@
 
 namespace vrncal::scan::testing {
 namespace {
-
-// Landing errors (um) over the pattern once the landings are turned and
-// shifted onto the targets by least squares.
-workflow::ErrorStats placed_errors(const workflow::Head& head, const tagLenPar& par) {
-    const auto targets = workflow::target_pattern(61, par.ValSize);
-    std::vector<Point> hit;
-    VrnCal vc;
-    for (const auto& t : targets) {
-        tagKelPointF counts{};
-        vc.CalibPoint(par, t, counts);
-        const auto h = workflow::land_in_caller_frame(head, par, counts);
-        hit.push_back(Point{h.x, h.y});
-    }
-    Point ch{}, ct{};
-    for (std::size_t i = 0; i < hit.size(); ++i) ch.x += hit[i].x, ch.y += hit[i].y, ct.x += targets[i].x, ct.y += targets[i].y;
-    const double count = static_cast<double>(hit.size());
-    ch = Point{ch.x / count, ch.y / count}, ct = Point{ct.x / count, ct.y / count};
-    double dot = 0.0, cross = 0.0;
-    for (std::size_t i = 0; i < hit.size(); ++i) {
-        const double hx = hit[i].x - ch.x, hy = hit[i].y - ch.y, tx = targets[i].x - ct.x, ty = targets[i].y - ct.y;
-        dot += hx * tx + hy * ty, cross += hx * ty - hy * tx;
-    }
-    const double a = std::atan2(cross, dot);
-    std::vector<double> err;
-    for (std::size_t i = 0; i < hit.size(); ++i) {
-        const double hx = hit[i].x - ch.x, hy = hit[i].y - ch.y;
-        err.push_back(1000.0 * std::hypot(std::cos(a) * hx - std::sin(a) * hy + ct.x - targets[i].x,
-                                          std::sin(a) * hx + std::cos(a) * hy + ct.y - targets[i].y));
-    }
-    return workflow::summarize(err);
-}
 
 tagLenPar calibrate(const workflow::Head& head, bool scanned) {
     workflow::TableContent t;
@@ -77,8 +44,11 @@ tagLenPar calibrate(const workflow::Head& head, bool scanned) {
 
 TEST(ScanLoop, ReachesTheLandingErrorOfExactMeasurements) {
     const workflow::MeasuredHead head = workflow::read_measured_head(VRNCAL_EXAMPLES "/head.csv");
-    const auto exact = placed_errors(head, calibrate(head, false));
-    const auto scanned = placed_errors(head, calibrate(head, true));
+    auto placed = [&](const tagLenPar& par) {
+        return workflow::summarize(workflow::landing_errors_um(head, par, workflow::target_pattern(61, 120.0), true, true));
+    };
+    const auto exact = placed(calibrate(head, false));
+    const auto scanned = placed(calibrate(head, true));
     std::printf("landing error after nine points, 9x9 and 17x17: exact measurements rms %.2f um, max %.2f um; "
                 "scans at 600 dpi rms %.2f um, max %.2f um\n",
                 exact.rms, exact.max, scanned.rms, scanned.max);
