@@ -46,7 +46,7 @@ demo: build
 bench: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DVRNCAL_BUILD_BENCH=ON $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j $(JOBS)
-	$(BUILD)/bench/vrncal_batch_bench
+	$(BUILD)/bench/vrncal_batch_bench --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
 	$(BUILD)/bench/vrncal_bench
 
 clean:

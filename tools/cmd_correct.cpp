@@ -27,6 +27,34 @@ void BlockCorrector::run(const tagKelPointF* in, tagKelPointF* out, std::size_t 
     }
 }
 
+void correct_points(const tagLenPar& par, Conversion conv, const std::string& points, const std::string& output) {
+    RowReader reader(points, 2);
+    std::unique_ptr<AtomicFile> file;
+    std::FILE* out = stdout;
+    std::string out_name = "standard output";
+    if (!output.empty() && output != "-") {
+        file = std::make_unique<AtomicFile>(output);
+        out = file->stream();
+        out_name = output;
+    }
+    const BlockCorrector corrector(par, conv);
+    constexpr std::size_t kBlock = 1 << 16;
+    std::vector<tagKelPointF> in(kBlock), dev(kBlock);
+    fmt::memory_buffer buf;
+    for (;;) {
+        const std::size_t n = read_points(reader, in.data(), kBlock);
+        if (n == 0) break;
+        corrector.run(in.data(), dev.data(), n);
+        append_points(buf, dev.data(), n);
+        flush_buffer(buf, out, out_name);
+    }
+    if (file) {
+        file->commit();
+    } else if (std::fflush(stdout) != 0) {
+        throw ToolError("standard output: write failed");
+    }
+}
+
 namespace {
 
 struct CorrectOptions {
@@ -61,31 +89,7 @@ void run_correct(const CorrectOptions& o) {
     }
     if (o.linear) conv = Conversion::Linear;
 
-    RowReader reader(o.points, 2);
-    std::unique_ptr<AtomicFile> file;
-    std::FILE* out = stdout;
-    std::string out_name = "standard output";
-    if (!o.output.empty() && o.output != "-") {
-        file = std::make_unique<AtomicFile>(o.output);
-        out = file->stream();
-        out_name = o.output;
-    }
-    const BlockCorrector corrector(par, conv);
-    constexpr std::size_t kBlock = 1 << 16;
-    std::vector<tagKelPointF> in(kBlock), dev(kBlock);
-    fmt::memory_buffer buf;
-    for (;;) {
-        const std::size_t n = read_points(reader, in.data(), kBlock);
-        if (n == 0) break;
-        corrector.run(in.data(), dev.data(), n);
-        for (std::size_t i = 0; i < n; ++i) append_point(buf, dev[i]);
-        flush_buffer(buf, out, out_name);
-    }
-    if (file) {
-        file->commit();
-    } else if (std::fflush(stdout) != 0) {
-        throw ToolError("standard output: write failed");
-    }
+    correct_points(par, conv, o.points, o.output);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #define VRNCAL_TOOLS_CORRECT_H
 
 #include <cstddef>
+#include <string>
 
 #include <vrncal/batch.h>
 #include <vrncal/facade.h>
@@ -16,6 +17,12 @@ enum class Conversion {
     ScaleAndShift,  // the correction, then the scale about the centre and the shift (LP2DPEX_SFT)
     Linear,         // plain linear conversion, no correction (LP2DPEX_Cal)
 };
+
+// Reads field points from `points` ("-": standard input), converts them and
+// writes one "x y" line per point to `output` ("" or "-": standard output;
+// a file is written whole or not at all).  Throws ToolError naming the file
+// and line of a bad point.
+void correct_points(const tagLenPar& par, Conversion conv, const std::string& points, const std::string& output);
 
 class BlockCorrector {
 public:

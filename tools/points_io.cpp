@@ -1,9 +1,11 @@
 #include "points_io.h"
 
+#include <fmt/compile.h>
+
 #include <cctype>
+#include <charconv>
 #include <cerrno>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -28,19 +30,77 @@ RowReader::RowReader(const std::string& path, int columns) : columns_(columns) {
 
 RowReader::~RowReader() {
     if (owned_) std::fclose(file_);
-    std::free(buf_);
 }
 
-bool RowReader::next(float* values) {
+bool RowReader::next_line(std::string_view& line) {
+    constexpr std::size_t kBlock = 1 << 20;
     for (;;) {
-        const ssize_t n = ::getline(&buf_, &cap_, file_);
-        if (n < 0) {
-            if (std::ferror(file_)) throw ToolError(name_ + ": read failed");
-            return false;
+        const char* from = buf_.data() + begin_;
+        if (const void* nl = std::memchr(from, '\n', end_ - begin_)) {
+            const std::size_t len = static_cast<std::size_t>(static_cast<const char*>(nl) - from);
+            line = std::string_view(from, len);
+            begin_ += len + 1;
+            return true;
         }
+        if (at_eof_) {
+            if (begin_ == end_) return false;
+            line = std::string_view(from, end_ - begin_);  // a last line without a newline
+            begin_ = end_;
+            return true;
+        }
+        // Keep the unfinished line at the front, make room, read a block.
+        std::memmove(buf_.data(), from, end_ - begin_);
+        end_ -= begin_;
+        begin_ = 0;
+        if (buf_.size() < end_ + kBlock) buf_.resize(end_ + kBlock);
+        const std::size_t got = std::fread(buf_.data() + end_, 1, buf_.size() - end_, file_);
+        end_ += got;
+        if (got == 0) {
+            if (std::ferror(file_)) throw ToolError(name_ + ": read failed");
+            at_eof_ = true;
+        }
+    }
+}
+
+namespace {
+
+bool is_blank(char c) { return c == ' ' || c == '\t'; }
+
+// The common row, parsed straight from the text: `columns` finite numbers
+// separated by blanks or one comma, nothing else.  Returns false for
+// anything else (comments, a header, a '+', a bad number...), which the full
+// parser then reads; a row this accepts reads the same there.
+bool parse_plain_row(std::string_view text, int columns, float* values) {
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    for (int i = 0; i < columns; ++i) {
+        if (i > 0) {
+            while (p < end && is_blank(*p)) ++p;
+            if (p < end && *p == ',') ++p;
+            while (p < end && is_blank(*p)) ++p;
+        }
+        const auto res = std::from_chars(p, end, values[i]);
+        if (res.ec != std::errc() || !std::isfinite(values[i])) return false;
+        p = res.ptr;
+        if (p < end && !is_blank(*p) && *p != ',') return false;
+    }
+    while (p < end && (is_blank(*p) || *p == '\r')) ++p;
+    return p == end;
+}
+
+}  // namespace
+
+bool RowReader::next(float* values) {
+    std::string_view text;
+    while (next_line(text)) {
         ++line_;
-        std::string_view text(buf_, static_cast<std::size_t>(n));
-        if (!text.empty() && text.back() == '\n') text.remove_suffix(1);
+        // Skip the leading blanks the way trimmed() does, for the quick path.
+        std::size_t lead = 0;
+        while (lead < text.size() && (is_blank(text[lead]) || text[lead] == '\r')) ++lead;
+        if (lead < text.size() && text[lead] != '#' && parse_plain_row(text.substr(lead), columns_, values)) {
+            seen_content_ = true;
+            return true;
+        }
         if (const auto hash = text.find('#'); hash != std::string_view::npos) text = text.substr(0, hash);
         text = trimmed(text);
         if (text.empty()) continue;
@@ -97,6 +157,7 @@ bool RowReader::next(float* values) {
                 throw ToolError(fmt::format("{}:{}: {} is not a finite number", name_, line_, fmt_num(values[i])));
         return true;
     }
+    return false;
 }
 
 std::size_t read_points(RowReader& reader, tagKelPointF* out, std::size_t max) {
@@ -114,8 +175,17 @@ std::vector<std::vector<float>> read_all_rows(const std::string& path, int colum
     return rows;
 }
 
-void append_point(fmt::memory_buffer& buf, tagKelPointF p) {
-    fmt::format_to(std::back_inserter(buf), "{} {}\n", p.x, p.y);
+void append_point(fmt::memory_buffer& buf, tagKelPointF p) { append_points(buf, &p, 1); }
+
+void append_points(fmt::memory_buffer& buf, const tagKelPointF* p, std::size_t n) {
+    // A float in shortest form takes at most 15 characters ("-1.1754944e-38").
+    constexpr std::size_t kMaxLine = 2 * 16 + 1;
+    std::size_t at = buf.size();
+    buf.resize(at + n * kMaxLine);
+    for (std::size_t i = 0; i < n; ++i)
+        at = static_cast<std::size_t>(fmt::format_to(buf.data() + at, FMT_COMPILE("{} {}\n"), p[i].x, p[i].y) -
+                                      buf.data());
+    buf.resize(at);
 }
 
 void flush_buffer(fmt::memory_buffer& buf, std::FILE* out, const std::string& name) {

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fmt/format.h>
@@ -21,6 +22,7 @@
 namespace vrncal::tools {
 
 // Reads rows of a fixed number of columns from a file or standard input.
+// The text is read in large blocks and split into lines in place.
 class RowReader {
 public:
     // path "-" reads standard input.  Throws ToolError when the file cannot
@@ -38,12 +40,16 @@ public:
     const std::string& name() const { return name_; }
 
 private:
+    // The next line without its newline; false at the end of the input.
+    bool next_line(std::string_view& line);
+
     std::FILE* file_ = nullptr;
     bool owned_ = false;
     int columns_;
     std::string name_;
-    char* buf_ = nullptr;
-    std::size_t cap_ = 0;
+    std::vector<char> buf_;          // holds text [begin_, end_) not yet split
+    std::size_t begin_ = 0, end_ = 0;
+    bool at_eof_ = false;
     long line_ = 0;
     bool seen_content_ = false;
 };
@@ -56,6 +62,8 @@ std::vector<std::vector<float>> read_all_rows(const std::string& path, int colum
 
 // Appends "x y\n" in shortest round-trip form.
 void append_point(fmt::memory_buffer& buf, tagKelPointF p);
+// Appends n points, each as append_point does.
+void append_points(fmt::memory_buffer& buf, const tagKelPointF* p, std::size_t n);
 
 // Writes a buffer to a stream and empties it; throws ToolError on failure.
 void flush_buffer(fmt::memory_buffer& buf, std::FILE* out, const std::string& name);

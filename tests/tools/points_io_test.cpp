@@ -39,8 +39,9 @@ protected:
 };
 
 TEST_F(PointsFile, AcceptsBlanksCommasCommentsHeaderAndCrlf) {
-    const auto pts = read("x,y\r\n# comment\n\n1 2\n 3.5 ,\t-4 # trailing\n+5,6e-1\r\n");
-    ASSERT_EQ(pts.size(), 3u);
+    const auto pts = read("x,y\r\n# comment\n\n1 2\n 3.5 ,\t-4 # trailing\n+5,6e-1\r\n7 8,\n");
+    ASSERT_EQ(pts.size(), 4u);
+    EXPECT_EQ(pts[3].y, 8.0f);
     EXPECT_EQ(pts[0].x, 1.0f);
     EXPECT_EQ(pts[1].x, 3.5f);
     EXPECT_EQ(pts[1].y, -4.0f);
@@ -66,6 +67,20 @@ TEST_F(PointsFile, RejectsMalformedRowsWithFileAndLine) {
     EXPECT_EQ(error("1,,2\n"), path_ + ":1: ',' is not a number");
     EXPECT_EQ(error("1 inf\n"), path_ + ":1: inf is not a finite number");
     EXPECT_EQ(error("1e39 0\n"), path_ + ":1: '1e39' is out of range for a float");
+    EXPECT_EQ(error("1-2 3\n"), path_ + ":1: '1-2' is not a number");
+    EXPECT_EQ(error("0 0\n1 2e\n"), path_ + ":2: '2e' is not a number");
+}
+
+TEST_F(PointsFile, ReadsLargeFilesInBlocksAndALastLineWithoutNewline) {
+    std::string text;
+    for (int i = 0; i < 150000; ++i) text += std::to_string(i) + ".25 -7.5\n";  // about 2 MB
+    text += "1 2";
+    RowReader reader(write(text), 2);
+    std::vector<tagKelPointF> pts(200000);
+    ASSERT_EQ(read_points(reader, pts.data(), pts.size()), 150001u);
+    EXPECT_EQ(pts[149999].x, 149999.25f);
+    EXPECT_EQ(pts[150000].y, 2.0f);
+    EXPECT_EQ(reader.line(), 150001);
 }
 
 TEST(PointsIo, MissingFileIsOneClearError) {
