@@ -29,23 +29,54 @@ bool has_extension(const std::string& path, std::initializer_list<const char*> e
     return false;
 }
 
-// The resolution in a PNG's pHYs chunk, when its unit is the metre.
-void png_resolution(const std::string& path, ScanImage& img) {
+// libpng's errors become the reason; its warnings are dropped.
+void png_failed(png_structp png, png_const_charp message) {
+    *static_cast<std::string*>(png_get_error_ptr(png)) = message;
+    png_longjmp(png, 1);
+}
+void png_warned(png_structp, png_const_charp) {}
+
+constexpr double kMaxPixels = 600e6;  // a 2400 dpi scan of an A4 sheet
+
+// A PNG through libpng (OpenCV's reader prints libpng's errors): 8 or 16
+// bit grey or RGB, palettes expanded and alpha dropped, and the resolution
+// of its pHYs chunk when its unit is the metre.  False with the reason.
+bool read_png(const std::string& path, cv::Mat& pixels, ScanImage& img, std::string& why) {
     std::FILE* f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return;
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    if (f == nullptr) {
+        why = "it cannot be opened";
+        return false;
+    }
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &why, png_failed, png_warned);
     png_infop info = png ? png_create_info_struct(png) : nullptr;
+    std::vector<png_bytep> rows;
+    volatile bool ok = false;
     if (info != nullptr && setjmp(png_jmpbuf(png)) == 0) {
         png_init_io(png, f);
         png_read_info(png, info);
+        const png_uint_32 w = png_get_image_width(png, info), h = png_get_image_height(png, info);
+        if (static_cast<double>(w) * h > kMaxPixels) png_error(png, "more than 600 million pixels");
+        const int type = png_get_color_type(png, info);
+        if (type == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(png);
+        if (type == PNG_COLOR_TYPE_GRAY && png_get_bit_depth(png, info) < 8) png_set_expand_gray_1_2_4_to_8(png);
+        if ((type & PNG_COLOR_MASK_ALPHA) != 0) png_set_strip_alpha(png);
+        if (png_get_bit_depth(png, info) == 16) png_set_swap(png);  // the samples are little-endian in memory
+        png_read_update_info(png, info);
+        pixels.create(static_cast<int>(h), static_cast<int>(w),
+                      CV_MAKETYPE(png_get_bit_depth(png, info) == 16 ? CV_16U : CV_8U, png_get_channels(png, info)));
+        rows.resize(h);
+        for (png_uint_32 y = 0; y < h; ++y) rows[y] = pixels.ptr<png_byte>(static_cast<int>(y));
+        png_read_image(png, rows.data());
         png_uint_32 rx = 0, ry = 0;
         int unit = 0;
         if (png_get_pHYs(png, info, &rx, &ry, &unit) != 0 && unit == PNG_RESOLUTION_METER && rx > 0 && ry > 0)
             // Pixels per metre are whole: 600 dpi is stored as 23622.
             img.dpi_x = std::round(rx * 2.54) / 100, img.dpi_y = std::round(ry * 2.54) / 100;
+        ok = true;
     }
     png_destroy_read_struct(&png, info ? &info : nullptr, nullptr);
     std::fclose(f);
+    return ok;
 }
 
 // The resolution in a TIFF's tags, per inch or per centimetre.
@@ -69,27 +100,46 @@ void tiff_resolution(const std::string& path, ScanImage& img) {
 
 ScanImage read_scan(const std::string& path) {
     workflow::require_readable(path);
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    const cv::Mat raw = cv::imread(path, cv::IMREAD_ANYDEPTH | cv::IMREAD_ANYCOLOR);
-    if (raw.empty())
+    std::string head(8, '\0');
+    if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
+        head.resize(std::fread(head.data(), 1, head.size(), f));
+        std::fclose(f);
+    }
+    const bool png = head == "\x89PNG\r\n\x1a\n";
+    const bool tiff = head.rfind(std::string("II*\0", 4), 0) == 0 || head.rfind(std::string("MM\0*", 4), 0) == 0;
+    if (!png && !tiff)
         throw Error(path + ": not an image that can be read: a scan is a PNG or TIFF file, 8 or 16 bit, grey or colour");
     ScanImage img;
+    cv::Mat raw;
+    if (png) {
+        std::string why;
+        if (!read_png(path, raw, img, why))
+            throw Error(why.rfind("more than", 0) == 0
+                            ? fmt::format("{}: the PNG image is too large to measure: {}", path, why)
+                            : fmt::format("{}: the PNG image is damaged or cut short (libpng: {})", path, why));
+    } else {
+        cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+        TIFFSetWarningHandler(nullptr);
+        TIFFSetErrorHandler(nullptr);
+        raw = cv::imread(path, cv::IMREAD_ANYDEPTH | cv::IMREAD_ANYCOLOR);
+        if (raw.empty()) throw Error(path + ": the TIFF image cannot be read: damaged, cut short, or of a kind not read");
+        tiff_resolution(path, img);
+    }
     img.channels = raw.channels();
     cv::Mat grey;
     if (raw.channels() == 3)
-        cv::cvtColor(raw, grey, cv::COLOR_BGR2GRAY);
+        cv::cvtColor(raw, grey, png ? cv::COLOR_RGB2GRAY : cv::COLOR_BGR2GRAY);
     else if (raw.channels() == 4)
         cv::cvtColor(raw, grey, cv::COLOR_BGRA2GRAY);
     else
         grey = raw;
+    raw.release();
     switch (grey.depth()) {
     case CV_8U: img.bits = 8; grey.convertTo(img.grey, CV_32F, 1.0 / 255.0); break;
     case CV_16U: img.bits = 16; grey.convertTo(img.grey, CV_32F, 1.0 / 65535.0); break;
     default:
         throw Error(path + ": the image's samples are neither 8 nor 16 bit integers: save the scan as 8 or 16 bit");
     }
-    if (has_extension(path, {"png"})) png_resolution(path, img);
-    if (has_extension(path, {"tif", "tiff"})) tiff_resolution(path, img);
     return img;
 }
 
