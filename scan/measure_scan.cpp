@@ -62,10 +62,12 @@ std::string unlike_a_mark(const Blob& b, workflow::Shape shape, double mark_px) 
     const double area = dot ? 0.25 * kPi * mark_px * mark_px : 0.0;
     const double size = (dot ? 0.354 : 0.289) * mark_px;  // the moments of a disc, of a thin cross
     if (b.on_border) return "cut by the edge of the image";
-    if ((dot && b.area < 0.4 * area) || b.size < 0.5 * size)
-        return fmt::format("too small for a mark ({:.0f} pixels, a mark about {:.0f})", b.area, dot ? area : b.area);
-    if ((dot && b.area > 3.0 * area) || b.size > 2.0 * size)
-        return fmt::format("too large for a mark ({:.0f} pixels, a mark about {:.0f})", b.area, dot ? area : b.area);
+    // A dot by its area, a cross (whose strokes are as wide as the laser's
+    // line) by its span.
+    const std::string what = dot ? fmt::format("{:.0f} pixels, a mark about {:.0f}", b.area, area)
+                                 : fmt::format("{:.1f} pixels across, a mark about {:.1f}", b.size / 0.289, mark_px);
+    if ((dot && b.area < 0.4 * area) || b.size < 0.5 * size) return "too small for a mark (" + what + ")";
+    if ((dot && b.area > 3.0 * area) || b.size > 2.0 * size) return "too large for a mark (" + what + ")";
     if (b.elongation > 1.3)
         return fmt::format("elongated ({:.2f} : 1): a scratch, a smear or two marks run together", b.elongation);
     return "";

@@ -100,6 +100,22 @@ TEST_F(LensStage, ScannerScaleIsCorrectedPerAxis) {
     EXPECT_LT(a.max_um, 12.0);
 }
 
+TEST_F(LensStage, CrossesAndLightMarksOnADarkSheet) {
+    Stage crosses = stage_;
+    crosses.job.style = workflow::mark_style(crosses.par, 9, workflow::Shape::Cross, std::nullopt);
+    RenderOptions ro;
+    const RenderedScan r = render_scan(lens_, crosses.par, crosses.job, ro);
+    ScanImage img;
+    r.image.convertTo(img.grey, CV_32F, -1.0 / 255.0, 1.0);  // light marks on a dark sheet
+    MeasureOptions mo;
+    mo.dpi = ro.dpi, mo.light_marks = true;
+    const Agreement a = agreement(measure_scan("scan", img, crosses.job, mo), crosses.truth);
+    std::printf("crosses, light on dark, at 600 dpi: rms %.2f um, max %.2f um\n", a.rms_um, a.max_um);
+    EXPECT_EQ(a.matched, 81u);
+    EXPECT_LT(a.rms_um, 8.0);
+    EXPECT_LT(a.max_um, 16.0);
+}
+
 TEST_F(LensStage, FilesOfEveryKindReadBackWithTheirResolution) {
     RenderOptions ro;
     ro.angle_deg = 2.0;
