@@ -38,8 +38,8 @@ PlanGeometry plan_geometry(const std::string& plan, const workflow::JobFile& job
     PlanGeometry g;
     const auto& m = job.marks;
     g.n = static_cast<int>(std::lround(std::sqrt(static_cast<double>(m.size()))));
-    if (g.n < 3 || static_cast<std::size_t>(g.n * g.n) != m.size())
-        throw Error(fmt::format("{}: {} marks make no square grid of at least 3 x 3", plan, m.size()));
+    if (g.n < 3 || g.n % 2 == 0 || static_cast<std::size_t>(g.n * g.n) != m.size())
+        throw Error(fmt::format("{}: {} marks make no square grid with a centre mark, 3 x 3 or larger", plan, m.size()));
     g.pitch = std::fabs(double{m[1].x} - m[0].x);
     if (!(g.pitch > 0.0)) throw Error(plan + ": marks 0 and 1 have the same nominal position");
     if (job.style.shape == workflow::Shape::None) {
@@ -95,10 +95,10 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     if (!(r.dpi_x >= 50.0 && r.dpi_x <= 20000.0 && r.dpi_y >= 50.0 && r.dpi_y <= 20000.0))
         throw Error(fmt::format("{}: a resolution of {} dpi is not a scanner's (50 to 20000)", name, r.dpi_x));
     if (!job.orientation && !opt.upright)
-        throw Error(name + ": the plan has no orientation marker (plan the job with --mark): a sheet scanned turned or "
-                           "mirrored cannot be told; give --upright to take the scan as upright (mark 0 at its top left) when "
-                           "it is");
-    const PlanGeometry g = plan_geometry(name, job);
+        throw Error(opt.plan + ": the plan has no orientation marker (plan the job with --mark): a sheet scanned turned "
+                               "or mirrored cannot be told; give --upright to take the scan as upright (mark 0 at its top "
+                               "left) when it is");
+    const PlanGeometry g = plan_geometry(opt.plan, job);
     r.n = g.n;
     // Pixels per field unit along each image axis.
     const double kx = r.dpi_x / 25.4 * opt.unit_mm / opt.scale_x, ky = r.dpi_y / 25.4 * opt.unit_mm / opt.scale_y;
@@ -150,6 +150,7 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     std::vector<double> areas;
     for (std::size_t k = 0; k < nodes; ++k)
         if (m.node[k] >= 0) areas.push_back(found.blobs[static_cast<std::size_t>(candidate_blob[static_cast<std::size_t>(m.node[k])])].area);
+    if (areas.empty()) throw Error(name + ": no mark matched a node of the plan");
     std::nth_element(areas.begin(), areas.begin() + static_cast<std::ptrdiff_t>(areas.size() / 2), areas.end());
     const double typical = areas[areas.size() / 2];
     std::vector<std::optional<Point>> mm(nodes);
@@ -187,7 +188,8 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     for (std::size_t k = 0; k < nodes; ++k)
         if (mm[k]) {
             const Point p = in_frame(r.frame, *mm[k]);
-            r.nodes[k].measured = tagKelPointF{static_cast<float>(p.x), static_cast<float>(p.y)};
+            // Adding +0 turns the -0 of the origin into 0.
+            r.nodes[k].measured = tagKelPointF{static_cast<float>(p.x) + 0.0f, static_cast<float>(p.y) + 0.0f};
         }
     // The image's y runs down: an upright sheet has its y axis pointing up.
     r.mirrored = r.frame.ey.x * -r.frame.ex.y + r.frame.ey.y * r.frame.ex.x > 0.0;

@@ -24,6 +24,7 @@
 namespace vrncal::scan {
 
 struct MeasureOptions {
+    std::string plan = "the plan";       // the job's name, for messages
     std::optional<double> dpi;           // the scanner's resolution; else the file's
     double scale_x = 1.0, scale_y = 1.0;  // the scanner's correction factors per image axis
     double unit_mm = 1.0;                // millimetres per field unit

@@ -30,37 +30,39 @@ std::string dpi_text(const scan::ScanReport& r) {
     return r.dpi_x == r.dpi_y ? fmt::format("{} dpi", r.dpi_x) : fmt::format("{} x {} dpi", r.dpi_x, r.dpi_y);
 }
 
+// On standard error when the measurements go to standard output.
 void print_report(const MeasureScanArgs& a, const scan::ScanReport& r) {
+    std::FILE* out = a.output == "-" ? stderr : stdout;
     const int n = r.n, mid = (n - 1) / 2;
-    fmt::print("{}: {} x {} pixels, {}, {}; {} blobs of a mark's size or more, {} smaller specks; noise {:.2g} % of "
+    fmt::print(out, "{}: {} x {} pixels, {}, {}; {} blobs of a mark's size or more, {} smaller specks; noise {:.2g} % of "
                "the paper\n",
                a.scan, r.width, r.height, image_kind(r), dpi_text(r), r.blobs, r.specks, 100.0 * r.noise);
     std::string how = r.orientation_assumed
                           ? std::string("no orientation marker in the plan: the sheet taken as upright")
                           : fmt::format("orientation marker at ({:.1f}, {:.1f})", r.marker->x, r.marker->y);
-    fmt::print("{}: {} of the {} marks of the {} of {} matched; {}; the sheet lies turned by {:.2f} degrees{}; the "
+    fmt::print(out, "{}: {} of the {} marks of the {} of {} matched; {}; the sheet lies turned by {:.2f} degrees{}; the "
                "marks lie {:.1f} pixels apart, {:+.2f} % against the plan\n",
                a.scan, r.matched(), r.nodes.size(), workflow::stage_name(n), a.plan, how, r.turned_deg,
                r.mirrored ? ", mirrored" : "", r.pitch_px, 100.0 * (r.pitch_px / r.plan_pitch_px - 1.0));
     constexpr std::size_t kShown = 20;
     for (std::size_t i = 0; i < std::min(kShown, r.rejected.size()); ++i)
-        fmt::print("  rejected: ({:.1f}, {:.1f}) {}\n", r.rejected[i].first.x, r.rejected[i].first.y,
+        fmt::print(out, "  rejected: ({:.1f}, {:.1f}) {}\n", r.rejected[i].first.x, r.rejected[i].first.y,
                    r.rejected[i].second);
     if (r.rejected.size() > kShown)
-        fmt::print("  ... and {} more rejected{}\n", r.rejected.size() - kShown,
+        fmt::print(out, "  ... and {} more rejected{}\n", r.rejected.size() - kShown,
                    a.overlay.empty() ? " (--overlay draws every one)" : " (the overlay shows every one)");
     for (int k : r.missing())
-        fmt::print("  not found: mark {} (row {}, column {}): {}\n", k, k / n, k % n,
+        fmt::print(out, "  not found: mark {} (row {}, column {}): {}\n", k, k / n, k % n,
                    r.nodes[static_cast<std::size_t>(k)].problem);
     std::vector<std::pair<double, int>> u;
     for (std::size_t k = 0; k < r.nodes.size(); ++k)
         if (r.nodes[k].found) u.emplace_back(r.nodes[k].uncertainty_um, static_cast<int>(k));
     std::sort(u.begin(), u.end());
-    fmt::print("  uncertainty of a centre from the scanner's noise, per axis: median {:.2g} um, largest {:.2g} um "
+    fmt::print(out, "  uncertainty of a centre from the scanner's noise, per axis: median {:.2g} um, largest {:.2g} um "
                "(mark {})\n",
                u[u.size() / 2].first, u.back().first, u.back().second);
     if (a.output != "-")
-        fmt::print("{}: {} marks measured, field units in the sheet's frame (origin at the centre mark {}{}, x along "
+        fmt::print(out, "{}: {} marks measured, field units in the sheet's frame (origin at the centre mark {}{}, x along "
                    "row {}, y towards row 0); next: vrncal measure import TABLE {}\n",
                    a.output, r.matched(), mid * n + mid, r.frame.origin_interpolated ? ", missing: between its neighbours" : "",
                    mid, a.output);
@@ -73,6 +75,7 @@ int run_measure_scan(const MeasureScanArgs& a) {
     opt.dpi = a.dpi;
     opt.light_marks = a.light;
     opt.upright = a.upright;
+    opt.plan = a.plan;
     if (!(a.unit > 0.0) || !std::isfinite(a.unit)) throw ToolError("measure: --unit must be a positive number of mm");
     opt.unit_mm = a.unit;
     if (!a.scale.empty()) {
@@ -87,6 +90,7 @@ int run_measure_scan(const MeasureScanArgs& a) {
     const scan::ScanReport r = scan::measure_scan(a.scan, image, job, opt);
     write_output(a.output, scan::measurement_text(job, r));
     if (!a.overlay.empty()) scan::write_image(a.overlay, scan::overlay_image(image, r), r.dpi_x);
+    std::fflush(stdout);
     print_report(a, r);
     const auto missing = r.missing();
     if (missing.empty() || a.allow_missing) return 0;
@@ -117,7 +121,7 @@ void add_render_options(CLI::App* cmd, RenderArgs& a) {
 }
 
 void render_job_scan(const RenderArgs& a, const workflow::Head& head, const tagLenPar& par, const std::string& job_path,
-                     std::uint64_t seed) {
+                     std::uint64_t seed, bool quiet) {
     if (a.path.empty()) return;
     const workflow::JobFile job = workflow::read_job_file(job_path);
     if (a.bits != 8 && a.bits != 16) throw ToolError("simulate: --scan-bits is 8 or 16");
@@ -139,9 +143,10 @@ void render_job_scan(const RenderArgs& a, const workflow::Head& head, const tagL
     o.seed = seed;
     const scan::RenderedScan s = scan::render_scan(head, par, job, o);
     scan::write_image(a.path, s.image, a.dpi);
-    fmt::print("{}: scan of {} marked on the simulated head: {} x {} pixels at {} dpi, the sheet turned by {:.2f} "
-               "degrees{}\n",
-               a.path, job_path, s.image.cols, s.image.rows, a.dpi, s.angle_deg, a.mirror ? ", mirrored" : "");
+    if (!quiet)
+        fmt::print("{}: scan of {} marked on the simulated head: {} x {} pixels at {} dpi, the sheet turned by {:.2f} "
+                   "degrees{}\n",
+                   a.path, job_path, s.image.cols, s.image.rows, a.dpi, s.angle_deg, a.mirror ? ", mirrored" : "");
 }
 
 void add_measure_scan(CLI::App* measure, Context& ctx) {

@@ -129,7 +129,7 @@ void run_simulate_job(const SimulateArgs& a, const Head& head) {
     if (a.output != "-")
         fmt::print("{}: {} marks of {} measured on the simulated head (noise {} um)\n", a.output, marks.size(), a.job,
                    a.noise);
-    render_job_scan(a.scan, head, par, a.job, a.seed);
+    render_job_scan(a.scan, head, par, a.job, a.seed, a.output == "-");
 }
 
 void run_simulate(const SimulateArgs& a) {

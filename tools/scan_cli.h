@@ -31,9 +31,9 @@ struct RenderArgs {
 void add_render_options(CLI::App* cmd, RenderArgs& a);
 
 // Renders the scan of the job marked on the head (the record's settings),
-// when a.path is set, and says so.
+// when a.path is set, and says so on standard output unless quiet.
 void render_job_scan(const RenderArgs& a, const workflow::Head& head, const tagLenPar& par, const std::string& job,
-                     std::uint64_t seed);
+                     std::uint64_t seed, bool quiet);
 
 // SCAN and its options on the measure command, run when no subcommand is.
 void add_measure_scan(CLI::App* measure, Context& ctx);
