@@ -26,9 +26,8 @@ std::string shape_name(Shape shape) {
 
 namespace {
 
-tagKelPointF drive_point(const tagLenPar& par, float x, float y, Drive drive) {
-    tagLenPar p = par;
-    p.CalMode = 1;
+// p: the record with the grid correction selected.
+tagKelPointF drive_point(const tagLenPar& p, float x, float y, Drive drive) {
     VrnCal vc;
     tagKelPointF out{};
     if (drive == Drive::Linear)
@@ -41,6 +40,8 @@ tagKelPointF drive_point(const tagLenPar& par, float x, float y, Drive drive) {
 }  // namespace
 
 std::vector<Mark> plan_marks(const tagLenPar& par, int size, Drive drive) {
+    tagLenPar p = par;
+    p.CalMode = 1;
     std::vector<Mark> marks;
     const auto nominal = nominal_grid(size, par.ValSize);
     for (int i = 0; i < size * size; ++i) {
@@ -50,7 +51,7 @@ std::vector<Mark> plan_marks(const tagLenPar& par, int size, Drive drive) {
         m.column = i % size;
         m.x = nominal[static_cast<std::size_t>(i)].X;
         m.y = nominal[static_cast<std::size_t>(i)].Y;
-        const tagKelPointF out = drive_point(par, m.x, m.y, drive);
+        const tagKelPointF out = drive_point(p, m.x, m.y, drive);
         m.u = out.x;
         m.v = out.y;
         marks.push_back(m);
@@ -65,7 +66,9 @@ Mark orientation_mark(const tagLenPar& par, int size, Drive drive) {
     m.row = m.column = -1;
     m.x = static_cast<float>(-0.5 * par.ValSize + kMarkerColumn * pitch);
     m.y = static_cast<float>(0.5 * par.ValSize - kMarkerRow * pitch);
-    const tagKelPointF out = drive_point(par, m.x, m.y, drive);
+    tagLenPar p = par;
+    p.CalMode = 1;
+    const tagKelPointF out = drive_point(p, m.x, m.y, drive);
     m.u = out.x;
     m.v = out.y;
     return m;
