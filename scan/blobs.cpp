@@ -73,7 +73,8 @@ Window window_at(const cv::Mat& m, double cx, double cy, int half) {
 bool weighted_centre(const cv::Mat& dark, const Window& w, double noise, Blob& b) {
     std::vector<float> edge;
     for (int x = w.x0; x <= w.x1; ++x) edge.push_back(dark.at<float>(w.y0, x)), edge.push_back(dark.at<float>(w.y1, x));
-    for (int y = w.y0 + 1; y < w.y1; ++y) edge.push_back(dark.at<float>(y, w.x0)), edge.push_back(dark.at<float>(y, w.x1));
+    for (int y = w.y0 + 1; y < w.y1; ++y)
+        edge.push_back(dark.at<float>(y, w.x0)), edge.push_back(dark.at<float>(y, w.x1));
     auto mid = edge.begin() + static_cast<std::ptrdiff_t>(edge.size() / 2);
     std::nth_element(edge.begin(), mid, edge.end());
     const double base = *mid;
@@ -134,7 +135,9 @@ Blobs find_blobs(const std::string& name, const cv::Mat& grey_in, bool light_mar
     if (hi - lo < 0.05) {
         const double level = 0.5 * (lo + hi);
         throw Error(fmt::format("{}: the image is uniform ({}): no marks to measure", name,
-                                level < 0.15 ? "all black" : level > 0.85 ? "all white" : "all one grey"));
+                                level < 0.15   ? "all black"
+                                : level > 0.85 ? "all white"
+                                               : "all one grey"));
     }
     cv::morphologyEx(blocks, c.ground, cv::MORPH_CLOSE, cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(9, 9)));
     cv::GaussianBlur(c.ground, c.ground, cv::Size(0, 0), 2.0);
@@ -160,7 +163,8 @@ Blobs find_blobs(const std::string& name, const cv::Mat& grey_in, bool light_mar
     double smooth_noise = 0.0;
     for (int id = 1; id < count; ++id) {
         Region g;
-        g.rect = cv::Rect(stats.at<int>(id, cv::CC_STAT_LEFT) * c.f - margin, stats.at<int>(id, cv::CC_STAT_TOP) * c.f - margin,
+        g.rect = cv::Rect(stats.at<int>(id, cv::CC_STAT_LEFT) * c.f - margin,
+                          stats.at<int>(id, cv::CC_STAT_TOP) * c.f - margin,
                           stats.at<int>(id, cv::CC_STAT_WIDTH) * c.f + 2 * margin,
                           stats.at<int>(id, cv::CC_STAT_HEIGHT) * c.f + 2 * margin) &
                  image;
@@ -174,9 +178,10 @@ Blobs find_blobs(const std::string& name, const cv::Mat& grey_in, bool light_mar
     for (const Region& g : regions)
         if (g.listed) peaks.push_back(g.peak);
     if (peaks.empty())
-        throw Error(fmt::format("{}: no marks found: nothing of a mark's size stands out of the paper (noise {:.3g} of "
-                                "its brightness)",
-                                name, out.noise));
+        throw Error(
+            fmt::format("{}: no marks found: nothing of a mark's size stands out of the paper (noise {:.3g} of "
+                        "its brightness)",
+                        name, out.noise));
     std::nth_element(peaks.begin(), peaks.begin() + static_cast<std::ptrdiff_t>(peaks.size() / 2), peaks.end());
     out.ink = peaks[peaks.size() / 2];
     {

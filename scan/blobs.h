@@ -28,21 +28,21 @@
 namespace vrncal::scan {
 
 struct Blob {
-    Point centre;              // pixels, x right, y down
-    double area = 0.0;         // pixels above the threshold
-    double size = 0.0;         // sqrt of the trace of the weighted second moments, pixels
-    double elongation = 1.0;   // ratio of the principal axes of those moments, >= 1
-    double sigma_x = 0.0;      // standard deviation of the centre from the noise, pixels
+    Point centre;             // pixels, x right, y down
+    double area = 0.0;        // pixels above the threshold
+    double size = 0.0;        // sqrt of the trace of the weighted second moments, pixels
+    double elongation = 1.0;  // ratio of the principal axes of those moments, >= 1
+    double sigma_x = 0.0;     // standard deviation of the centre from the noise, pixels
     double sigma_y = 0.0;
-    double darkness = 0.0;     // the blob's peak, 0 paper to 1 black
-    bool on_border = false;    // touches the edge of the image
+    double darkness = 0.0;   // the blob's peak, 0 paper to 1 black
+    bool on_border = false;  // touches the edge of the image
 };
 
 struct Blobs {
-    std::vector<Blob> blobs;   // at least min_area pixels
-    std::size_t specks = 0;    // smaller ones
-    double noise = 0.0;        // standard deviation of the darkness on paper
-    double ink = 0.0;          // typical peak darkness of a mark
+    std::vector<Blob> blobs;  // at least min_area pixels
+    std::size_t specks = 0;   // smaller ones
+    double noise = 0.0;       // standard deviation of the darkness on paper
+    double ink = 0.0;         // typical peak darkness of a mark
     double threshold = 0.0;
 };
 

@@ -9,9 +9,7 @@ namespace vrncal::scan {
 
 SheetFrame sheet_frame(const std::string& name, int n, const std::vector<std::optional<Point>>& marks) {
     const int mid = (n - 1) / 2;
-    auto at = [&](int r, int c) -> const std::optional<Point>& {
-        return marks[static_cast<std::size_t>(r * n + c)];
-    };
+    auto at = [&](int r, int c) -> const std::optional<Point>& { return marks[static_cast<std::size_t>(r * n + c)]; };
     SheetFrame f;
     if (at(mid, mid)) {
         f.origin = *at(mid, mid);
@@ -21,8 +19,9 @@ SheetFrame sheet_frame(const std::string& name, int n, const std::vector<std::op
         for (const auto& [a, b] : {std::pair{at(mid, mid - 1), at(mid, mid + 1)}, {at(mid - 1, mid), at(mid + 1, mid)}})
             if (a && b) x += 0.5 * (a->x + b->x), y += 0.5 * (a->y + b->y), ++pairs;
         if (pairs == 0)
-            throw workflow::Error(name + ": the centre mark and a pair of its neighbours are missing: the frame has "
-                                         "no origin");
+            throw workflow::Error(name +
+                                  ": the centre mark and a pair of its neighbours are missing: the frame has "
+                                  "no origin");
         f.origin = Point{x / pairs, y / pairs};
         f.origin_interpolated = true;
     }
@@ -53,7 +52,8 @@ SheetFrame sheet_frame(const std::string& name, int n, const std::vector<std::op
     double side = 0.0;
     for (int r = 0; r < n; ++r)
         for (int c = 0; c < n; ++c)
-            if (const auto& p = at(r, c)) side += (mid - r) * ((p->x - f.origin.x) * f.ey.x + (p->y - f.origin.y) * f.ey.y);
+            if (const auto& p = at(r, c))
+                side += (mid - r) * ((p->x - f.origin.x) * f.ey.x + (p->y - f.origin.y) * f.ey.y);
     if (side < 0) f.ey = Point{-f.ey.x, -f.ey.y};
     return f;
 }

@@ -108,7 +108,8 @@ ScanImage read_scan(const std::string& path) {
     const bool png = head == "\x89PNG\r\n\x1a\n";
     const bool tiff = head.rfind(std::string("II*\0", 4), 0) == 0 || head.rfind(std::string("MM\0*", 4), 0) == 0;
     if (!png && !tiff)
-        throw Error(path + ": not an image that can be read: a scan is a PNG or TIFF file, 8 or 16 bit, grey or colour");
+        throw Error(path +
+                    ": not an image that can be read: a scan is a PNG or TIFF file, 8 or 16 bit, grey or colour");
     ScanImage img;
     cv::Mat raw;
     if (png) {
@@ -122,7 +123,8 @@ ScanImage read_scan(const std::string& path) {
         TIFFSetWarningHandler(nullptr);
         TIFFSetErrorHandler(nullptr);
         raw = cv::imread(path, cv::IMREAD_ANYDEPTH | cv::IMREAD_ANYCOLOR);
-        if (raw.empty()) throw Error(path + ": the TIFF image cannot be read: damaged, cut short, or of a kind not read");
+        if (raw.empty())
+            throw Error(path + ": the TIFF image cannot be read: damaged, cut short, or of a kind not read");
         tiff_resolution(path, img);
     }
     img.channels = raw.channels();
@@ -135,10 +137,16 @@ ScanImage read_scan(const std::string& path) {
         grey = raw;
     raw.release();
     switch (grey.depth()) {
-    case CV_8U: img.bits = 8; grey.convertTo(img.grey, CV_32F, 1.0 / 255.0); break;
-    case CV_16U: img.bits = 16; grey.convertTo(img.grey, CV_32F, 1.0 / 65535.0); break;
-    default:
-        throw Error(path + ": the image's samples are neither 8 nor 16 bit integers: save the scan as 8 or 16 bit");
+        case CV_8U:
+            img.bits = 8;
+            grey.convertTo(img.grey, CV_32F, 1.0 / 255.0);
+            break;
+        case CV_16U:
+            img.bits = 16;
+            grey.convertTo(img.grey, CV_32F, 1.0 / 65535.0);
+            break;
+        default:
+            throw Error(path + ": the image's samples are neither 8 nor 16 bit integers: save the scan as 8 or 16 bit");
     }
     return img;
 }
@@ -176,17 +184,17 @@ bool write_png(std::FILE* f, const cv::Mat& image, double dpi) {
 
 void write_image(const std::string& path, const cv::Mat& image, double dpi) {
     const bool tiff = has_extension(path, {"tif", "tiff"});
-    if (!tiff && !has_extension(path, {"png"}))
-        throw Error(path + ": an image is written as .png, .tif or .tiff");
+    if (!tiff && !has_extension(path, {"png"})) throw Error(path + ": an image is written as .png, .tif or .tiff");
     workflow::AtomicFile file(path);
     if (tiff) {
         const int d = static_cast<int>(std::lround(dpi));
-        const std::vector<int> params{cv::IMWRITE_TIFF_RESUNIT, RESUNIT_INCH, cv::IMWRITE_TIFF_XDPI, d,
-                                      cv::IMWRITE_TIFF_YDPI, d};
+        const std::vector<int> params{
+            cv::IMWRITE_TIFF_RESUNIT, RESUNIT_INCH, cv::IMWRITE_TIFF_XDPI, d, cv::IMWRITE_TIFF_YDPI, d};
         std::vector<unsigned char> bytes;
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
         if (!cv::imencode(".tif", image, bytes, params)) throw Error(path + ": the image cannot be encoded");
-        if (std::fwrite(bytes.data(), 1, bytes.size(), file.stream()) != bytes.size()) throw Error(path + ": write failed");
+        if (std::fwrite(bytes.data(), 1, bytes.size(), file.stream()) != bytes.size())
+            throw Error(path + ": write failed");
     } else if (!write_png(file.stream(), image, dpi)) {
         throw Error(path + ": write failed");
     }

@@ -11,9 +11,9 @@
 namespace vrncal::scan {
 
 struct ScanImage {
-    cv::Mat grey;       // CV_32F, 0 black to 1 white
-    int bits = 8;       // per sample in the file
-    int channels = 1;   // in the file
+    cv::Mat grey;                        // CV_32F, 0 black to 1 white
+    int bits = 8;                        // per sample in the file
+    int channels = 1;                    // in the file
     std::optional<double> dpi_x, dpi_y;  // as the file states them
 };
 

@@ -19,7 +19,9 @@ using Node = std::pair<int, int>;  // steps along the lattice vectors a and b
 
 double dist(Point a, Point b) { return std::hypot(a.x - b.x, a.y - b.y); }
 
-Point lerp(Point p, Point a, double s, Point b, double t) { return Point{p.x + s * a.x + t * b.x, p.y + s * a.y + t * b.y}; }
+Point lerp(Point p, Point a, double s, Point b, double t) {
+    return Point{p.x + s * a.x + t * b.x, p.y + s * a.y + t * b.y};
+}
 
 // The commonest distance between a candidate and its four nearest
 // neighbours: the centre of the densest window [d, 1.25 d] of them.
@@ -128,8 +130,8 @@ private:
 // The position at lattice coordinates (fi, fj) from an affine fit of the
 // nodes within radius steps, leaving one node out; false with fewer than
 // three nodes or nodes on one line.
-bool fit_at(const std::map<Node, int>& at, const std::vector<Point>& c, double fi, double fj, int radius,
-            Node exclude, Point& out) {
+bool fit_at(const std::map<Node, int>& at, const std::vector<Point>& c, double fi, double fj, int radius, Node exclude,
+            Point& out) {
     // Least squares of p = q + s a + t b over the nodes, (s, t) relative to
     // (fi, fj): the normal equations of (q, a, b), one per coordinate.
     double m[3][3] = {}, rx[3] = {}, ry[3] = {};
@@ -202,9 +204,10 @@ LatticeMatch match_lattice(const LatticeInput& in) {
     // 1. The pitch and the lattice angle.
     const double step = common_step(c);
     if (!(step > 0.75 * in.pitch_px && step < 1.33 * in.pitch_px))
-        throw Error(fmt::format("{}: the marks lie {:.1f} pixels apart, but the plan's pitch is {:.1f} pixels at this "
-                                "resolution: is the resolution (--dpi) or the plan wrong?",
-                                in.name, step, in.pitch_px));
+        throw Error(
+            fmt::format("{}: the marks lie {:.1f} pixels apart, but the plan's pitch is {:.1f} pixels at this "
+                        "resolution: is the resolution (--dpi) or the plan wrong?",
+                        in.name, step, in.pitch_px));
     double cs = 0.0, sn = 0.0;
     std::vector<Point> steps;
     for (std::size_t i = 0; i < c.size(); ++i)
@@ -265,9 +268,10 @@ LatticeMatch match_lattice(const LatticeInput& in) {
     for (const auto& [k, v] : grower.doubled_) extend(k);
     const int ei = imax - imin + 1, ej = jmax - jmin + 1;
     if (ei < n || ej < n)
-        throw Error(fmt::format("{}: the marks found form a grid of {} x {} nodes where the plan has {} x {}: is it "
-                                "the plan of this sheet, and is the whole sheet on the scan?",
-                                in.name, std::max(ei, ej), std::min(ei, ej), n, n));
+        throw Error(
+            fmt::format("{}: the marks found form a grid of {} x {} nodes where the plan has {} x {}: is it "
+                        "the plan of this sheet, and is the whole sheet on the scan?",
+                        in.name, std::max(ei, ej), std::min(ei, ej), n, n));
     LatticeMatch out;
     std::vector<std::string> reason(c.size());
     int oi = imin, oj = jmin, best = -1;
@@ -279,9 +283,10 @@ LatticeMatch match_lattice(const LatticeInput& in) {
         }
     const int outside = static_cast<int>(at.size()) - best;
     if (outside >= n)
-        throw Error(fmt::format("{}: the marks found form a grid of {} x {} nodes, larger than the plan's {} x {}: is "
-                                "it the plan of this sheet?",
-                                in.name, std::max(ei, ej), std::min(ei, ej), n, n));
+        throw Error(
+            fmt::format("{}: the marks found form a grid of {} x {} nodes, larger than the plan's {} x {}: is "
+                        "it the plan of this sheet?",
+                        in.name, std::max(ei, ej), std::min(ei, ej), n, n));
     for (auto it = at.begin(); it != at.end();) {
         const Node k = it->first;
         if (k.first >= oi && k.first < oi + n && k.second >= oj && k.second < oj + n) {
@@ -312,9 +317,10 @@ LatticeMatch match_lattice(const LatticeInput& in) {
         grid.erase(worst);
         Point q;
         fit_at(grid, c, worst.first, worst.second, 2, worst, q);
-        outlier[worst] = fmt::format("its mark at {} lies {:.1f} pixels from where its neighbours put it, {}: dust on "
-                                     "the mark, or a mark out of place?",
-                                     px(c[static_cast<std::size_t>(cand)]), worst_r, px(q));
+        outlier[worst] = fmt::format(
+            "its mark at {} lies {:.1f} pixels from where its neighbours put it, {}: dust on "
+            "the mark, or a mark out of place?",
+            px(c[static_cast<std::size_t>(cand)]), worst_r, px(q));
         reason[static_cast<std::size_t>(cand)] = fmt::format("{:.1f} pixels from where its neighbours put it", worst_r);
     }
 
@@ -338,15 +344,17 @@ LatticeMatch match_lattice(const LatticeInput& in) {
             if (!found.empty()) hits.emplace_back(s, found[0]);
         }
         if (hits.empty())
-            throw Error(fmt::format("{}: the orientation marker is not found (in the corner cell of mark 0, half a "
-                                    "pitch from it along the row and a quarter pitch across): without it a turned or "
-                                    "mirrored sheet cannot be told; is it the plan of this sheet?",
-                                    in.name));
+            throw Error(
+                fmt::format("{}: the orientation marker is not found (in the corner cell of mark 0, half a "
+                            "pitch from it along the row and a quarter pitch across): without it a turned or "
+                            "mirrored sheet cannot be told; is it the plan of this sheet?",
+                            in.name));
         if (hits.size() > 1)
-            throw Error(fmt::format("{}: marks at {} and {} are both where the orientation marker may be: dust? the "
-                                    "sheet's orientation is uncertain; clean the sheet and scan it again",
-                                    in.name, px(c[static_cast<std::size_t>(hits[0].second)]),
-                                    px(c[static_cast<std::size_t>(hits[1].second)])));
+            throw Error(
+                fmt::format("{}: marks at {} and {} are both where the orientation marker may be: dust? the "
+                            "sheet's orientation is uncertain; clean the sheet and scan it again",
+                            in.name, px(c[static_cast<std::size_t>(hits[0].second)]),
+                            px(c[static_cast<std::size_t>(hits[1].second)])));
         g = hits[0].first;
         out.marker = hits[0].second;
     } else {
@@ -379,7 +387,8 @@ LatticeMatch match_lattice(const LatticeInput& in) {
             out.node[k] = it->second;
             for (const Node& d : {Node{1, 0}, Node{0, 1}})
                 if (const auto nb = grid.find({key.first + d.first, key.second + d.second}); nb != grid.end())
-                    sum += dist(c[static_cast<std::size_t>(it->second)], c[static_cast<std::size_t>(nb->second)]), ++pairs;
+                    sum += dist(c[static_cast<std::size_t>(it->second)], c[static_cast<std::size_t>(nb->second)]),
+                        ++pairs;
         } else if (const auto d = doubled.find(key); d != doubled.end()) {
             std::string where;
             for (int i : d->second) {

@@ -49,13 +49,13 @@ struct Rejection {
 };
 
 struct LatticeMatch {
-    std::vector<int> node;              // by plan node (row-major): the candidate, or -1
-    std::vector<std::string> problem;   // by plan node: why it has no candidate ("" when it has one)
-    std::vector<Point> predicted;       // by plan node: where the lattice puts it
-    std::vector<Rejection> rejected;    // candidates that are neither node nor marker
-    int marker = -1;                    // the candidate that is the orientation marker
-    bool orientation_assumed = false;   // no marker in the plan: the sheet taken as upright
-    double pitch = 0.0;                 // mean distance of neighbouring nodes, pixels
+    std::vector<int> node;             // by plan node (row-major): the candidate, or -1
+    std::vector<std::string> problem;  // by plan node: why it has no candidate ("" when it has one)
+    std::vector<Point> predicted;      // by plan node: where the lattice puts it
+    std::vector<Rejection> rejected;   // candidates that are neither node nor marker
+    int marker = -1;                   // the candidate that is the orientation marker
+    bool orientation_assumed = false;  // no marker in the plan: the sheet taken as upright
+    double pitch = 0.0;                // mean distance of neighbouring nodes, pixels
 };
 
 LatticeMatch match_lattice(const LatticeInput& in);

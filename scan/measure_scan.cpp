@@ -13,7 +13,8 @@ namespace vrncal::scan {
 using workflow::Error;
 
 std::size_t ScanReport::matched() const {
-    return static_cast<std::size_t>(std::count_if(nodes.begin(), nodes.end(), [](const NodeReading& r) { return r.found; }));
+    return static_cast<std::size_t>(
+        std::count_if(nodes.begin(), nodes.end(), [](const NodeReading& r) { return r.found; }));
 }
 
 std::vector<int> ScanReport::missing() const {
@@ -39,7 +40,8 @@ PlanGeometry plan_geometry(const std::string& plan, const workflow::JobFile& job
     const auto& m = job.marks;
     g.n = static_cast<int>(std::lround(std::sqrt(static_cast<double>(m.size()))));
     if (g.n < 3 || g.n % 2 == 0 || static_cast<std::size_t>(g.n * g.n) != m.size())
-        throw Error(fmt::format("{}: {} marks make no square grid with a centre mark, 3 x 3 or larger", plan, m.size()));
+        throw Error(
+            fmt::format("{}: {} marks make no square grid with a centre mark, 3 x 3 or larger", plan, m.size()));
     g.pitch = std::fabs(double{m[1].x} - m[0].x);
     if (!(g.pitch > 0.0)) throw Error(plan + ": marks 0 and 1 have the same nominal position");
     if (job.style.shape == workflow::Shape::None) {
@@ -80,7 +82,8 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     ScanReport r;
     r.name = name;
     r.width = image.grey.cols, r.height = image.grey.rows, r.bits = image.bits, r.channels = image.channels;
-    if (opt.dpi && image.dpi_x && (std::fabs(*opt.dpi / *image.dpi_x - 1) > 0.005 || std::fabs(*opt.dpi / *image.dpi_y - 1) > 0.005))
+    if (opt.dpi && image.dpi_x &&
+        (std::fabs(*opt.dpi / *image.dpi_x - 1) > 0.005 || std::fabs(*opt.dpi / *image.dpi_y - 1) > 0.005))
         throw Error(fmt::format("{}: the image states {} dpi, not the {} dpi given: which is the scanner's?", name,
                                 *image.dpi_x == *image.dpi_y ? fmt::format("{}", *image.dpi_x)
                                                              : fmt::format("{} x {}", *image.dpi_x, *image.dpi_y),
@@ -95,16 +98,17 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     if (!(r.dpi_x >= 50.0 && r.dpi_x <= 20000.0 && r.dpi_y >= 50.0 && r.dpi_y <= 20000.0))
         throw Error(fmt::format("{}: a resolution of {} dpi is not a scanner's (50 to 20000)", name, r.dpi_x));
     if (!job.orientation && !opt.upright)
-        throw Error(opt.plan + ": the plan has no orientation marker (plan the job with --mark): a sheet scanned turned "
-                               "or mirrored cannot be told; give --upright to take the scan as upright (mark 0 at its top "
-                               "left) when it is");
+        throw Error(opt.plan +
+                    ": the plan has no orientation marker (plan the job with --mark): a sheet scanned turned "
+                    "or mirrored cannot be told; give --upright to take the scan as upright (mark 0 at its top "
+                    "left) when it is");
     const PlanGeometry g = plan_geometry(opt.plan, job);
     r.n = g.n;
     // Pixels per field unit along each image axis.
     const double kx = r.dpi_x / 25.4 * opt.unit_mm / opt.scale_x, ky = r.dpi_y / 25.4 * opt.unit_mm / opt.scale_y;
     r.mark_px = g.mark * 0.5 * (kx + ky);
-    const double area = job.style.shape == workflow::Shape::Cross ? 0.3 * r.mark_px * r.mark_px
-                                                                  : 0.25 * kPi * r.mark_px * r.mark_px;
+    const double area =
+        job.style.shape == workflow::Shape::Cross ? 0.3 * r.mark_px * r.mark_px : 0.25 * kPi * r.mark_px * r.mark_px;
     const Blobs found = find_blobs(name, image.grey, opt.light_marks, r.mark_px, std::max(4.0, 0.2 * area));
     r.blobs = found.blobs.size();
     r.specks = found.specks;
@@ -131,25 +135,29 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
     }
     if (in.centres.empty() && !sizes.empty()) {
         std::nth_element(sizes.begin(), sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2), sizes.end());
-        throw Error(fmt::format("{}: {} blobs found, none of a mark's size: the plan's marks are {:.3g} across, {:.1f} "
-                                "pixels at {} dpi, the blobs' median is {:.1f}: is the resolution (--dpi) or the plan "
-                                "wrong?",
-                                name, found.blobs.size(), g.mark, r.mark_px, r.dpi_x,
-                                sizes[sizes.size() / 2] / (job.style.shape == workflow::Shape::Cross ? 0.289 : 0.354)));
+        throw Error(
+            fmt::format("{}: {} blobs found, none of a mark's size: the plan's marks are {:.3g} across, {:.1f} "
+                        "pixels at {} dpi, the blobs' median is {:.1f}: is the resolution (--dpi) or the plan "
+                        "wrong?",
+                        name, found.blobs.size(), g.mark, r.mark_px, r.dpi_x,
+                        sizes[sizes.size() / 2] / (job.style.shape == workflow::Shape::Cross ? 0.289 : 0.354)));
     }
     const LatticeMatch m = match_lattice(in);
     r.pitch_px = m.pitch;
     r.plan_pitch_px = in.pitch_px;
     r.orientation_assumed = m.orientation_assumed;
     if (m.marker >= 0) r.marker = in.centres[static_cast<std::size_t>(m.marker)];
-    for (const auto& rej : m.rejected) r.rejected.emplace_back(in.centres[static_cast<std::size_t>(rej.candidate)], rej.reason);
+    for (const auto& rej : m.rejected)
+        r.rejected.emplace_back(in.centres[static_cast<std::size_t>(rej.candidate)], rej.reason);
 
     // Marks unlike the others (dust on a mark, a mark run into another).
     const std::size_t nodes = m.node.size();
     r.nodes.resize(nodes);
     std::vector<double> areas;
     for (std::size_t k = 0; k < nodes; ++k)
-        if (m.node[k] >= 0) areas.push_back(found.blobs[static_cast<std::size_t>(candidate_blob[static_cast<std::size_t>(m.node[k])])].area);
+        if (m.node[k] >= 0)
+            areas.push_back(
+                found.blobs[static_cast<std::size_t>(candidate_blob[static_cast<std::size_t>(m.node[k])])].area);
     if (areas.empty()) throw Error(name + ": no mark matched a node of the plan");
     std::nth_element(areas.begin(), areas.begin() + static_cast<std::ptrdiff_t>(areas.size() / 2), areas.end());
     const double typical = areas[areas.size() / 2];
@@ -170,11 +178,12 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
         nr.pixel = b.centre;
         nr.area = b.area;
         if (b.area < 0.6 * typical || b.area > 1.6 * typical) {
-            nr.problem = fmt::format("its mark at ({:.1f}, {:.1f}) is unlike the others ({:.0f} pixels where they "
-                                     "have {:.0f}): dust on it?",
-                                     b.centre.x, b.centre.y, b.area, typical);
-            r.rejected.emplace_back(b.centre, fmt::format("unlike the other marks ({:.0f} pixels, they {:.0f})", b.area,
-                                                          typical));
+            nr.problem = fmt::format(
+                "its mark at ({:.1f}, {:.1f}) is unlike the others ({:.0f} pixels where they "
+                "have {:.0f}): dust on it?",
+                b.centre.x, b.centre.y, b.area, typical);
+            r.rejected.emplace_back(
+                b.centre, fmt::format("unlike the other marks ({:.0f} pixels, they {:.0f})", b.area, typical));
             continue;
         }
         nr.found = true;
@@ -199,10 +208,10 @@ ScanReport measure_scan(const std::string& name, const ScanImage& image, const w
 
 std::string measurement_text(const workflow::JobFile& job, const ScanReport& r) {
     const int mid = (r.n - 1) / 2;
-    std::string s = fmt::format("# measured from {} at {} dpi by vrncal measure: origin at the centre mark {}{}, x "
-                                "along row {}, y towards row 0\n",
-                                r.name, r.dpi_x, mid * r.n + mid,
-                                r.frame.origin_interpolated ? " (missing: between its neighbours)" : "", mid);
+    std::string s = fmt::format(
+        "# measured from {} at {} dpi by vrncal measure: origin at the centre mark {}{}, x "
+        "along row {}, y towards row 0\n",
+        r.name, r.dpi_x, mid * r.n + mid, r.frame.origin_interpolated ? " (missing: between its neighbours)" : "", mid);
     s += "index,row,column,x,y,u,v,measured_x,measured_y,uncertainty_um,scan_x,scan_y\n";
     for (std::size_t k = 0; k < job.marks.size(); ++k) {
         const NodeReading& n = r.nodes[k];
@@ -242,8 +251,8 @@ cv::Mat overlay_image(const ScanImage& image, const ScanReport& r) {
     }
     if (r.marker) {
         cv::circle(out, at(*r.marker), radius, blue, thick, cv::LINE_AA);
-        cv::putText(out, "orientation", at(*r.marker) + cv::Point(radius, 3 * radius), cv::FONT_HERSHEY_SIMPLEX, font, blue,
-                    thick, cv::LINE_AA);
+        cv::putText(out, "orientation", at(*r.marker) + cv::Point(radius, 3 * radius), cv::FONT_HERSHEY_SIMPLEX, font,
+                    blue, thick, cv::LINE_AA);
     }
     const int mid = (r.n - 1) / 2;
     const NodeReading& centre = r.nodes[static_cast<std::size_t>(mid * r.n + mid)];

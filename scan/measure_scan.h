@@ -24,12 +24,12 @@
 namespace vrncal::scan {
 
 struct MeasureOptions {
-    std::string plan = "the plan";       // the job's name, for messages
-    std::optional<double> dpi;           // the scanner's resolution; else the file's
+    std::string plan = "the plan";        // the job's name, for messages
+    std::optional<double> dpi;            // the scanner's resolution; else the file's
     double scale_x = 1.0, scale_y = 1.0;  // the scanner's correction factors per image axis
-    double unit_mm = 1.0;                // millimetres per field unit
-    bool light_marks = false;            // marks lighter than the sheet
-    bool upright = false;                // a plan without orientation marker: take the scan as upright
+    double unit_mm = 1.0;                 // millimetres per field unit
+    bool light_marks = false;             // marks lighter than the sheet
+    bool upright = false;                 // a plan without orientation marker: take the scan as upright
 };
 
 struct NodeReading {
@@ -45,20 +45,20 @@ struct ScanReport {
     std::string name;
     int width = 0, height = 0, bits = 8, channels = 1;
     double dpi_x = 0, dpi_y = 0;
-    int n = 0;                        // points per side of the stage
-    double mark_px = 0;               // a mark's size across, as planned, pixels
-    std::size_t blobs = 0;            // blobs of at least a fifth of a mark's area
-    std::size_t specks = 0;           // smaller ones
-    double noise = 0;                 // of the darkness, relative to the paper
-    std::vector<NodeReading> nodes;   // by plan node
+    int n = 0;                                            // points per side of the stage
+    double mark_px = 0;                                   // a mark's size across, as planned, pixels
+    std::size_t blobs = 0;                                // blobs of at least a fifth of a mark's area
+    std::size_t specks = 0;                               // smaller ones
+    double noise = 0;                                     // of the darkness, relative to the paper
+    std::vector<NodeReading> nodes;                       // by plan node
     std::vector<std::pair<Point, std::string>> rejected;  // pixel position and why
-    std::optional<Point> marker;      // the orientation marker, pixels
-    bool orientation_assumed = false; // the plan has no marker: the sheet taken as upright
-    bool mirrored = false;            // the scan shows the sheet mirrored
-    double turned_deg = 0;            // the centre row's angle on the image, counter-clockwise
-    SheetFrame frame;                 // millimetres on the image's axes
+    std::optional<Point> marker;                          // the orientation marker, pixels
+    bool orientation_assumed = false;                     // the plan has no marker: the sheet taken as upright
+    bool mirrored = false;                                // the scan shows the sheet mirrored
+    double turned_deg = 0;                                // the centre row's angle on the image, counter-clockwise
+    SheetFrame frame;                                     // millimetres on the image's axes
     double pitch_px = 0;
-    double plan_pitch_px = 0;         // the plan's pitch at the scan's resolution
+    double plan_pitch_px = 0;  // the plan's pitch at the scan's resolution
 
     std::size_t matched() const;
     std::vector<int> missing() const;

@@ -34,7 +34,8 @@ private:
 };
 
 Point land(const workflow::Head& head, const tagLenPar& par, double u, double v) {
-    const auto hit = workflow::land_in_caller_frame(head, par, tagKelPointF{static_cast<float>(u), static_cast<float>(v)});
+    const auto hit =
+        workflow::land_in_caller_frame(head, par, tagKelPointF{static_cast<float>(u), static_cast<float>(v)});
     if (!std::isfinite(hit.x) || !std::isfinite(hit.y))
         throw Error(fmt::format("render: the head sends the spot for the drive ({}, {}) off the work plane", u, v));
     return Point{hit.x, hit.y};
@@ -42,8 +43,8 @@ Point land(const workflow::Head& head, const tagLenPar& par, double u, double v)
 
 // A mark drawn around (u, v) counts, landed through the head.  line: the
 // laser's line width in field units.
-Shape mark_shape(const workflow::Head& head, const tagLenPar& par, const workflow::MarkStyle& style, double u,
-                 double v, double line) {
+Shape mark_shape(const workflow::Head& head, const tagLenPar& par, const workflow::MarkStyle& style, double u, double v,
+                 double line) {
     Shape s;
     const double half = 0.5 * style.size;
     if (style.shape == workflow::Shape::Dot) {
@@ -76,7 +77,8 @@ Outline ellipse(Point c, double a, double b, double angle) {
     Outline o;
     for (int i = 0; i < 24; ++i) {
         const double t = 2.0 * kPi * i / 24, x = a * std::cos(t), y = b * std::sin(t);
-        o.push_back(Point{c.x + x * std::cos(angle) - y * std::sin(angle), c.y + x * std::sin(angle) + y * std::cos(angle)});
+        o.push_back(
+            Point{c.x + x * std::cos(angle) - y * std::sin(angle), c.y + x * std::sin(angle) + y * std::cos(angle)});
     }
     return o;
 }
@@ -87,7 +89,8 @@ void lay(cv::Mat& img, const Shape& s, double blur_px) {
     double x_lo = 1e300, y_lo = 1e300, x_hi = -1e300, y_hi = -1e300;
     for (const auto& o : s.parts)
         for (const Point& p : o)
-            x_lo = std::min(x_lo, p.x), x_hi = std::max(x_hi, p.x), y_lo = std::min(y_lo, p.y), y_hi = std::max(y_hi, p.y);
+            x_lo = std::min(x_lo, p.x), x_hi = std::max(x_hi, p.x), y_lo = std::min(y_lo, p.y),
+            y_hi = std::max(y_hi, p.y);
     const int margin = static_cast<int>(std::ceil(4.0 * blur_px)) + 2;
     const int x0 = std::max(0, static_cast<int>(std::floor(x_lo)) - margin);
     const int y0 = std::max(0, static_cast<int>(std::floor(y_lo)) - margin);
@@ -144,10 +147,12 @@ RenderedScan render_scan(const workflow::Head& head, const tagLenPar& par, const
             marks.push_back(mark_shape(head, par, job.style, m.u, m.v, line));
         if (std::find(opt.doubled.begin(), opt.doubled.end(), index) != opt.doubled.end()) {
             const double dir = rnd.uniform(0.0, 2.0 * kPi), off = 1.2 * job.style.size;
-            marks.push_back(mark_shape(head, par, job.style, m.u + off * std::cos(dir), m.v + off * std::sin(dir), line));
+            marks.push_back(
+                mark_shape(head, par, job.style, m.u + off * std::cos(dir), m.v + off * std::sin(dir), line));
         }
     }
-    if (job.orientation) marks.push_back(mark_shape(head, par, job.style, job.orientation->u, job.orientation->v, line));
+    if (job.orientation)
+        marks.push_back(mark_shape(head, par, job.style, job.orientation->u, job.orientation->v, line));
 
     // The sheet on the scanner: mirrored, turned, offset; image y runs down.
     const double th = out.angle_deg * kPi / 180.0;
@@ -161,7 +166,8 @@ RenderedScan render_scan(const workflow::Head& head, const tagLenPar& par, const
         for (auto& o : s.parts)
             for (Point& p : o) {
                 p = place(p);
-                x_lo = std::min(x_lo, p.x), x_hi = std::max(x_hi, p.x), y_lo = std::min(y_lo, p.y), y_hi = std::max(y_hi, p.y);
+                x_lo = std::min(x_lo, p.x), x_hi = std::max(x_hi, p.x), y_lo = std::min(y_lo, p.y),
+                y_hi = std::max(y_hi, p.y);
             }
     const double margin = 6.0 * opt.dpi / 25.4;
     const Point shift{margin + rnd.uniform(0.0, 4.0) * opt.dpi / 25.4 - x_lo,
@@ -188,8 +194,8 @@ RenderedScan render_scan(const workflow::Head& head, const tagLenPar& par, const
     }
 
     const double blur = opt.blur_um / 1000.0 * opt.dpi / 25.4;
-    const double mark_px = job.style.size * kx *
-                           std::fabs((job.marks[1].x - job.marks[0].x) / (double{job.marks[1].u} - job.marks[0].u));
+    const double mark_px =
+        job.style.size * kx * std::fabs((job.marks[1].x - job.marks[0].x) / (double{job.marks[1].u} - job.marks[0].u));
     for (const Shape& s : marks) lay(img, s, blur);
 
     // Dust and scratches, off the marks.
@@ -214,9 +220,10 @@ RenderedScan render_scan(const workflow::Head& head, const tagLenPar& par, const
         const double w = rnd.uniform(0.02, 0.04) * px_per_mm;
         if (!clear_of_marks(a, b, w + 3 * blur)) continue;
         const Point n{-std::sin(dir) * 0.5 * w, std::cos(dir) * 0.5 * w};
-        lay(img, Shape{{{Point{a.x + n.x, a.y + n.y}, Point{b.x + n.x, b.y + n.y}, Point{b.x - n.x, b.y - n.y},
-                          Point{a.x - n.x, a.y - n.y}}},
-                        rnd.uniform(0.25, 0.5)},
+        lay(img,
+            Shape{{{Point{a.x + n.x, a.y + n.y}, Point{b.x + n.x, b.y + n.y}, Point{b.x - n.x, b.y - n.y},
+                    Point{a.x - n.x, a.y - n.y}}},
+                  rnd.uniform(0.25, 0.5)},
             blur);
         ++i;
     }
@@ -234,8 +241,8 @@ RenderedScan render_scan(const workflow::Head& head, const tagLenPar& par, const
         const float* nz = noise.ptr<float>(0);
         for (int x = 0; x < width; ++x)
             for (int c = 0; c < channels; ++c) {
-                const double v = std::clamp((src[x] * (opt.colour ? tint[c] : 1.0f) + nz[x * channels + c]) * full, 0.0,
-                                            full);
+                const double v =
+                    std::clamp((src[x] * (opt.colour ? tint[c] : 1.0f) + nz[x * channels + c]) * full, 0.0, full);
                 const int q = static_cast<int>(std::lround(v));
                 if (opt.bits == 16)
                     out.image.ptr<std::uint16_t>(y)[x * channels + c] = static_cast<std::uint16_t>(q);

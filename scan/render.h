@@ -39,15 +39,15 @@ struct RenderOptions {
     double line_um = 60.0;            // the laser's line width, for crosses
     double stretch_x = 1.0;           // the scanner's true scale per image axis against its stated dpi
     double stretch_y = 1.0;
-    double unit_mm = 1.0;             // millimetres per field unit
-    int bits = 8;                     // 8 or 16
+    double unit_mm = 1.0;  // millimetres per field unit
+    int bits = 8;          // 8 or 16
     bool colour = false;
     std::uint64_t seed = 1;
 };
 
 struct RenderedScan {
-    cv::Mat image;        // CV_8U or CV_16U, grey or BGR
-    double angle_deg = 0; // the sheet's turn as laid
+    cv::Mat image;         // CV_8U or CV_16U, grey or BGR
+    double angle_deg = 0;  // the sheet's turn as laid
 };
 
 // Throws workflow::Error when the job has no mark shape, or the head cannot

@@ -34,13 +34,15 @@ std::string dpi_text(const scan::ScanReport& r) {
 void print_report(const MeasureScanArgs& a, const scan::ScanReport& r) {
     std::FILE* out = a.output == "-" ? stderr : stdout;
     const int n = r.n, mid = (n - 1) / 2;
-    fmt::print(out, "{}: {} x {} pixels, {}, {}; {} blobs of a mark's size or more, {} smaller specks; noise {:.2g} % of "
+    fmt::print(out,
+               "{}: {} x {} pixels, {}, {}; {} blobs of a mark's size or more, {} smaller specks; noise {:.2g} % of "
                "the paper\n",
                a.scan, r.width, r.height, image_kind(r), dpi_text(r), r.blobs, r.specks, 100.0 * r.noise);
     std::string how = r.orientation_assumed
                           ? std::string("no orientation marker in the plan: the sheet taken as upright")
                           : fmt::format("orientation marker at ({:.1f}, {:.1f})", r.marker->x, r.marker->y);
-    fmt::print(out, "{}: {} of the {} marks of the {} of {} matched; {}; the sheet lies turned by {:.2f} degrees{}; the "
+    fmt::print(out,
+               "{}: {} of the {} marks of the {} of {} matched; {}; the sheet lies turned by {:.2f} degrees{}; the "
                "marks lie {:.1f} pixels apart, {:+.2f} % against the plan\n",
                a.scan, r.matched(), r.nodes.size(), workflow::stage_name(n), a.plan, how, r.turned_deg,
                r.mirrored ? ", mirrored" : "", r.pitch_px, 100.0 * (r.pitch_px / r.plan_pitch_px - 1.0));
@@ -58,14 +60,16 @@ void print_report(const MeasureScanArgs& a, const scan::ScanReport& r) {
     for (std::size_t k = 0; k < r.nodes.size(); ++k)
         if (r.nodes[k].found) u.emplace_back(r.nodes[k].uncertainty_um, static_cast<int>(k));
     std::sort(u.begin(), u.end());
-    fmt::print(out, "  uncertainty of a centre from the scanner's noise, per axis: median {:.2g} um, largest {:.2g} um "
+    fmt::print(out,
+               "  uncertainty of a centre from the scanner's noise, per axis: median {:.2g} um, largest {:.2g} um "
                "(mark {})\n",
                u[u.size() / 2].first, u.back().first, u.back().second);
     if (a.output != "-")
-        fmt::print(out, "{}: {} marks measured, field units in the sheet's frame (origin at the centre mark {}{}, x along "
+        fmt::print(out,
+                   "{}: {} marks measured, field units in the sheet's frame (origin at the centre mark {}{}, x along "
                    "row {}, y towards row 0); next: vrncal measure import TABLE {}\n",
-                   a.output, r.matched(), mid * n + mid, r.frame.origin_interpolated ? ", missing: between its neighbours" : "",
-                   mid, a.output);
+                   a.output, r.matched(), mid * n + mid,
+                   r.frame.origin_interpolated ? ", missing: between its neighbours" : "", mid, a.output);
 }
 
 int run_measure_scan(const MeasureScanArgs& a) {
@@ -81,8 +85,8 @@ int run_measure_scan(const MeasureScanArgs& a) {
     if (!a.scale.empty()) {
         for (double s : a.scale)
             if (!(s > 0.9 && s < 1.1))
-                throw ToolError(fmt::format("measure: --scale {}: a scanner's correction factor lies within 10 % of 1",
-                                            s));
+                throw ToolError(
+                    fmt::format("measure: --scale {}: a scanner's correction factor lies within 10 % of 1", s));
         opt.scale_x = a.scale[0], opt.scale_y = a.scale[1];
     }
     const workflow::JobFile job = workflow::read_job_file(a.plan);
@@ -130,7 +134,8 @@ void render_job_scan(const RenderArgs& a, const workflow::Head& head, const tagL
     for (const auto* list : {&a.missing, &a.doubled})
         for (int k : *list)
             if (k < 0 || k >= static_cast<int>(job.marks.size()))
-                throw ToolError(fmt::format("simulate: mark {} is not in {} (0 to {})", k, job_path, job.marks.size() - 1));
+                throw ToolError(
+                    fmt::format("simulate: mark {} is not in {} (0 to {})", k, job_path, job.marks.size() - 1));
     scan::RenderOptions o;
     o.dpi = a.dpi;
     o.angle_deg = a.angle;
@@ -144,9 +149,10 @@ void render_job_scan(const RenderArgs& a, const workflow::Head& head, const tagL
     const scan::RenderedScan s = scan::render_scan(head, par, job, o);
     scan::write_image(a.path, s.image, a.dpi);
     if (!quiet)
-        fmt::print("{}: scan of {} marked on the simulated head: {} x {} pixels at {} dpi, the sheet turned by {:.2f} "
-                   "degrees{}\n",
-                   a.path, job_path, s.image.cols, s.image.rows, a.dpi, s.angle_deg, a.mirror ? ", mirrored" : "");
+        fmt::print(
+            "{}: scan of {} marked on the simulated head: {} x {} pixels at {} dpi, the sheet turned by {:.2f} "
+            "degrees{}\n",
+            a.path, job_path, s.image.cols, s.image.rows, a.dpi, s.angle_deg, a.mirror ? ", mirrored" : "");
 }
 
 void add_measure_scan(CLI::App* measure, Context& ctx) {
@@ -155,21 +161,26 @@ void add_measure_scan(CLI::App* measure, Context& ctx) {
     measure->add_option("--plan", a->plan, "The sheet's marking job (plan job --mark)");
     measure->add_option("-o,--output", a->output, "Measurement file to write, for 'vrncal measure import'");
     measure->add_option("--dpi", a->dpi, "The scanner's resolution (default: as the file states it)");
-    measure->add_option("--scale", a->scale, "The scanner's correction factors X,Y along the image's axes: true "
-                                             "length / scanned length, from a scanned ruler (default 1,1)")
+    measure
+        ->add_option("--scale", a->scale,
+                     "The scanner's correction factors X,Y along the image's axes: true "
+                     "length / scanned length, from a scanned ruler (default 1,1)")
         ->expected(2)
         ->delimiter(',');
     measure->add_option("--unit", a->unit, "Millimetres per field unit (default 1)");
     measure->add_flag("--light-marks", a->light, "The marks are lighter than the sheet");
-    measure->add_flag("--upright", a->upright, "A plan without orientation marker: take the scan as upright, mark 0 "
-                                               "at its top left");
+    measure->add_flag("--upright", a->upright,
+                      "A plan without orientation marker: take the scan as upright, mark 0 "
+                      "at its top left");
     measure->add_option("--overlay", a->overlay, "Also draw every mark found, with its index, on the scan (.png)");
-    measure->add_flag("--allow-missing", a->allow_missing, "Exit with 0 when marks are not found (they are left blank)");
+    measure->add_flag("--allow-missing", a->allow_missing,
+                      "Exit with 0 when marks are not found (they are left blank)");
     measure->callback([measure, a, &ctx] {
         if (measure->get_subcommands().empty()) {
             if (a->scan.empty())
-                throw ToolError("measure: name the scan (vrncal measure SCAN --plan JOB -o FILE) or import a file "
-                                "(vrncal measure import TABLE FILE)");
+                throw ToolError(
+                    "measure: name the scan (vrncal measure SCAN --plan JOB -o FILE) or import a file "
+                    "(vrncal measure import TABLE FILE)");
             ctx.status = run_measure_scan(*a);
         } else if (!a->scan.empty()) {
             throw ToolError("measure: a scan or an import, not both");

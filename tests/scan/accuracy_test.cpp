@@ -36,7 +36,8 @@ TEST_P(Accuracy, EveryNodeMatchedWithinBounds) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Heads, Accuracy,
-                         ::testing::Combine(::testing::Values(0, 1), ::testing::Values(9, 17), ::testing::Values(600, 1200)));
+                         ::testing::Combine(::testing::Values(0, 1), ::testing::Values(9, 17),
+                                            ::testing::Values(600, 1200)));
 
 }  // namespace
 }  // namespace vrncal::scan::testing
@@ -76,9 +77,10 @@ TEST_F(LensStage, TurnedMirroredOrTiltedSheetsMeasureTheSame) {
         ro.angle_deg = angle, ro.mirrored = mirror, ro.seed = static_cast<std::uint64_t>(angle) + mirror;
         const ScanReport r = scan(ro);
         const Agreement truth = agreement(r, stage_.truth), same = between(r, base);
-        std::printf("sheet at %g degrees%s: against the truth rms %.2f um, max %.2f um; against upright rms %.2f um, "
-                    "max %.2f um\n",
-                    angle, mirror ? ", mirrored" : "", truth.rms_um, truth.max_um, same.rms_um, same.max_um);
+        std::printf(
+            "sheet at %g degrees%s: against the truth rms %.2f um, max %.2f um; against upright rms %.2f um, "
+            "max %.2f um\n",
+            angle, mirror ? ", mirrored" : "", truth.rms_um, truth.max_um, same.rms_um, same.max_um);
         EXPECT_EQ(same.matched, 81u);
         EXPECT_EQ(r.mirrored, mirror);
         // The centre row lies at the head's mounting rotation on the sheet.
@@ -125,7 +127,8 @@ TEST_F(LensStage, FilesOfEveryKindReadBackWithTheirResolution) {
     ro.bits = 16, ro.colour = true;
     const RenderedScan colour = render_scan(lens_, stage_.par, stage_.job, ro);
     const std::string dir = ::testing::TempDir();
-    for (const auto& [path, image] : {std::pair{dir + "scan8.png", grey.image}, {dir + "scan16.tif", colour.image},
+    for (const auto& [path, image] : {std::pair{dir + "scan8.png", grey.image},
+                                      {dir + "scan16.tif", colour.image},
                                       {dir + "scan16.png", colour.image}}) {
         write_image(path, image, 600.0);
         const ScanImage read = read_scan(path);

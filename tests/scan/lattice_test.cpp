@@ -15,13 +15,13 @@ namespace {
 constexpr double kPitch = 100.0, kMark = 10.0;
 
 struct Sheet {
-    double angle = 0.0;   // degrees
+    double angle = 0.0;  // degrees
     bool mirror = false;
     std::vector<int> missing, doubled;
     int dust = 0;
-    int moved = -1;       // a node put 0.2 pitch off
+    int moved = -1;  // a node put 0.2 pitch off
     bool marker = true;
-    double scale = 1.0;   // of the pitch
+    double scale = 1.0;  // of the pitch
 };
 
 Sheet sheet(double angle, bool mirror = false, int dust = 0) {
@@ -78,8 +78,8 @@ std::string refusal(const LatticeInput& in) {
 }
 
 TEST(Lattice, EveryPlacementMatchesEveryNode) {
-    const Sheet sheets[] = {sheet(0),        sheet(90),      sheet(180),       sheet(270),
-                            sheet(7),        sheet(-33.3),   sheet(0, true),   sheet(90, true),
+    const Sheet sheets[] = {sheet(0),         sheet(90),        sheet(180),          sheet(270),
+                            sheet(7),         sheet(-33.3),     sheet(0, true),      sheet(90, true),
                             sheet(180, true), sheet(123, true), sheet(3, false, 40), sheet(200, true, 80)};
     for (const Sheet& s : sheets) {
         const LatticeInput in = lay(s);

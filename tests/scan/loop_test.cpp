@@ -45,13 +45,15 @@ tagLenPar calibrate(const workflow::Head& head, bool scanned) {
 TEST(ScanLoop, ReachesTheLandingErrorOfExactMeasurements) {
     const workflow::MeasuredHead head = workflow::read_measured_head(VRNCAL_EXAMPLES "/head.csv");
     auto placed = [&](const tagLenPar& par) {
-        return workflow::summarize(workflow::landing_errors_um(head, par, workflow::target_pattern(61, 120.0), true, true));
+        return workflow::summarize(
+            workflow::landing_errors_um(head, par, workflow::target_pattern(61, 120.0), true, true));
     };
     const auto exact = placed(calibrate(head, false));
     const auto scanned = placed(calibrate(head, true));
-    std::printf("landing error after nine points, 9x9 and 17x17: exact measurements rms %.2f um, max %.2f um; "
-                "scans at 600 dpi rms %.2f um, max %.2f um\n",
-                exact.rms, exact.max, scanned.rms, scanned.max);
+    std::printf(
+        "landing error after nine points, 9x9 and 17x17: exact measurements rms %.2f um, max %.2f um; "
+        "scans at 600 dpi rms %.2f um, max %.2f um\n",
+        exact.rms, exact.max, scanned.rms, scanned.max);
     EXPECT_LE(scanned.rms, 1.2 * exact.rms);
     EXPECT_LE(scanned.max, 1.2 * exact.max);
 }

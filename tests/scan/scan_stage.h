@@ -19,7 +19,7 @@
 namespace vrncal::scan::testing {
 
 struct Stage {
-    tagLenPar par;             // the record the job is marked through
+    tagLenPar par;  // the record the job is marked through
     workflow::JobFile job;
     std::vector<Point> truth;  // by node, field units, the sheet's frame
 };
