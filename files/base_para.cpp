@@ -21,9 +21,11 @@ bool CBcdFile::GetBasePara(const char* path, double& fieldSize, double& valSize,
     // Nothing is checked: a file that cannot be opened or ends early leaves
     // the outputs it could not reach as the caller set them, and one cut by
     // the end takes the bytes present.
-    FileHandle file(path, "rb");
-    if (!file) return true;
-    BinaryReader in(file.get());
+    // Read in place whatever the path is: a FIFO cannot be sought, so
+    // nothing is read from it, and /dev/zero gives zeros.
+    vrncal_detail::Input file = vrncal_detail::Input::openInPlace(path);
+    if (!file.isOpen()) return true;
+    BinaryReader in(file);
     in.seek(kBaseOffset);
     in.read(fieldSize);
     in.read(valSize);
@@ -38,7 +40,7 @@ bool CBcdFile::SaveBasePara(const char* path, tagLenPar& par) {
     // Truncates whatever the path held, a whole calibration included.
     FileHandle file(path, "wb");
     if (!file) return true;
-    BinaryWriter out(file.get());
+    BinaryWriter out;
     // No magic: the first 10 bytes stay zero, so LoadBcdFile takes this file
     // for a correction table.
     out.seek(kBaseOffset);
@@ -48,6 +50,7 @@ bool CBcdFile::SaveBasePara(const char* path, tagLenPar& par) {
     // writers differ on purpose.
     out.write(kBaseConstant);
     out.write(static_cast<std::int32_t>(par.BoxLineCount));
+    std::fwrite(out.bytes().data(), 1, out.bytes().size(), file.get());
     file.close();
     return true;
 }

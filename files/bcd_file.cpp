@@ -2,16 +2,22 @@
 // fixed offsets, CBcdFile::LoadBcdFile reads one back (or hands a text
 // correction table to LoadCorFile).  docs/file-formats.md has the layout.
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
-#include <vector>
+#include <string>
 
 #include "files/binary_io.h"
+#include "files/data_file.h"
+#include "files/table_file.h"
 #include "vrncal/bcd_file.h"
 #include "vrncal/calib_alg.h"
 
 using vrncal_detail::BinaryReader;
 using vrncal_detail::BinaryWriter;
+using vrncal_detail::DataFileReport;
+using vrncal_detail::DataRead;
 using vrncal_detail::FileHandle;
+using vrncal_detail::Input;
 
 namespace {
 
@@ -58,53 +64,80 @@ std::int64_t stackCapacity(std::int64_t fileLength) {
     return byTable < byRecords ? byTable : byRecords;
 }
 
+// Number of stack records, of at most `declared`, that lie wholly in the
+// file from 64000 on with a Size that is not negative: the stacks a load
+// keeps.  Only the 8-byte headers are read; the points are skipped.
+std::int64_t countWholeStacks(BinaryReader& in, std::int64_t fileLength, std::int64_t declared,
+                              DataFileReport* report) {
+    std::int64_t pos = kStackOffset;  // start of the record looked at
+    std::int64_t n = 0;
+    if (!in.seek(pos)) return 0;
+    for (; n < declared; ++n) {
+        if (fileLength - pos < kStackHeaderBytes) break;
+        std::int32_t size = 0;
+        std::int32_t inOrder = 0;
+        if (!in.read(size) || !in.read(inOrder)) break;
+        if (size < 0) {
+            if (report != nullptr) report->negativeSize = true;
+            break;
+        }
+        const std::int64_t points = static_cast<std::int64_t>(size) * size;
+        if (points > (fileLength - pos - kStackHeaderBytes) / kPointBytes) break;
+        pos += kStackHeaderBytes + points * kPointBytes;
+        if (points > 0 && !in.seek(pos)) break;
+    }
+    if (report != nullptr) report->stopOffset = pos;
+    return n;
+}
+
 // Reads the stack section into par.Stacks (empty on entry).  A stack whose
 // record is not wholly in the file, or whose Size is negative, ends the
 // section there: the stacks before it are kept, it and all later ones are
-// dropped, so every kept stack holds Size * Size points.
-void readStacks(BinaryReader& in, std::int64_t fileLength, tagLenPar& par) {
+// dropped, so every kept stack holds Size * Size points.  The records are
+// counted first, so Stacks is allocated once for exactly the stacks kept and
+// a file that declares more than it holds costs no more than it holds.
+void readStacks(BinaryReader& in, std::int64_t fileLength, tagLenPar& par, DataFileReport* report) {
     if (!in.seek(kStackCountOffset)) return;
     std::int32_t count = -1;  // a file that ends before 60000 has no stacks
     in.read(count);
+    if (report != nullptr) report->declared = count;
     if (count < 1) return;
 
     const std::int64_t cap = stackCapacity(fileLength);
-    const std::size_t s = static_cast<std::size_t>(count < cap ? count : cap);
-    if (s == 0) return;
-
+    const std::int64_t declared = count < cap ? count : cap;
+    if (declared == 0) {
+        if (report != nullptr) report->stopOffset = kStackOffset;
+        return;
+    }
     // The table at 60004 repeats each record's Size; the record's own value
-    // overwrites it below, so only the record counts.
-    std::vector<std::int32_t> sizes(s, 0);
-    for (std::int32_t& v : sizes) in.read(v);
+    // is the one that counts, so the table is not needed.
+    const std::int64_t whole = countWholeStacks(in, fileLength, declared, report);
+    if (report != nullptr) report->kept = whole;
+    if (whole == 0 || !in.seek(kStackOffset)) return;
 
-    if (!in.seek(kStackOffset)) return;
-    par.Stacks.resize(s);
-
+    par.Stacks.resize(static_cast<std::size_t>(whole));
     std::size_t kept = 0;
-    for (; kept < s; ++kept) {
+    for (; kept < par.Stacks.size(); ++kept) {
         tagStack& st = par.Stacks[kept];
-        st.Size = sizes[kept];
-        if (fileLength - in.position() < kStackHeaderBytes) break;
         if (!in.read(st.Size) || !in.read(st.InOrder)) break;
-        if (st.Size < 0) break;
-        // Formed in 64 bits and compared with what the file still holds, so
-        // an overflowing or oversized grid allocates nothing.
-        const std::int64_t n = st.Size;
-        const std::int64_t points = n * n;
-        if (points > (fileLength - in.position()) / kPointBytes) break;
+        const std::int64_t points = static_cast<std::int64_t>(st.Size) * st.Size;
         st.Points.resize(static_cast<std::size_t>(points));
         if (!in.readRaw(st.Points.data(), static_cast<std::size_t>(points * kPointBytes))) break;
     }
+    // Only a read error can end the loop early.
     par.Stacks.resize(kept);
 }
 
 }  // namespace
 
-bool CBcdFile::SaveBcdFile(const char* path, tagLenPar& par) {
-    FileHandle file(path, "wb");
-    if (!file) return false;
-    BinaryWriter out(file.get());
+namespace vrncal_detail {
 
+bool hasDataMagic(const char* bytes, std::size_t n) {
+    return n >= sizeof kMagic && std::memcmp(bytes, kMagic, sizeof kMagic) == 0;
+}
+
+std::string dataFileBytes(const tagLenPar& par) {
+    BinaryWriter out;
     out.writeRaw(kMagic, sizeof kMagic);
     // The version byte at 7 and the two bytes after it are skipped, so zero.
     out.seek(kRealsOffset);
@@ -154,41 +187,23 @@ bool CBcdFile::SaveBcdFile(const char* path, tagLenPar& par) {
             out.writeRaw(st.Points.data(), static_cast<std::size_t>(points * kPointBytes));
         }
     }
-
-    // A failed flush or close is not reported: the result says only that the
-    // file could be opened.
-    file.close();
-    return true;
+    return out.bytes();
 }
 
-bool CBcdFile::LoadBcdFile(const char* path, tagLenPar& par) {
-    // Emptied before anything else, so even a file that cannot be opened
-    // leaves no stale grids behind.
-    for (tagStack& st : par.Stacks) st.Points.clear();
-    par.Stacks.clear();
-
-    FileHandle file(path, "rb");
-    if (!file) return false;
-    BinaryReader in(file.get());
-
+DataRead readDataFile(Input& input, tagLenPar& par, DataFileReport* report) {
+    BinaryReader in(input);
     char magic[sizeof kMagic] = {};
-    if (!in.read(magic) || std::memcmp(magic, kMagic, sizeof kMagic) != 0) {
-        // Anything else, even binary garbage or a file shorter than the
-        // magic, is taken for a correction table; the table carries points
-        // but no coefficients, so they are fitted here.
-        file.close();
-        const int loaded = LoadCorFile(path, par);
-        if (loaded) CCalibAlg::MVLSMCoef(par);
-        return loaded != 0;
-    }
+    if (!in.seek(0) || !in.read(magic) || !hasDataMagic(magic, sizeof magic))
+        return DataRead::NotDataFile;
 
     char version = 0;
     in.read(version);
     // Version "3" is refused outright and not handed to the text loader.
-    if (version == kRefusedVersion) return false;
+    if (version == kRefusedVersion) return DataRead::RefusedVersion;
 
     const std::int64_t fileLength = in.length();
-    if (fileLength < 0) in.fail();  // cannot be measured (a pipe): read no further
+    if (report != nullptr) report->length = input.length();
+    if (fileLength < 0) in.fail();  // cannot be measured: read no further
 
     in.seek(kRealsOffset);
     double real = 0.0;
@@ -227,15 +242,54 @@ bool CBcdFile::LoadBcdFile(const char* path, tagLenPar& par) {
     in.seek(kGridOffset);
     in.read(par.grid);
     // Bounded by the LineCount just read; LineCount keeps its value.
-    for (int i = 0; i < par.LineCount && i < kMaxRows; ++i) {
+    int rows = 0;
+    for (int i = 0; i < par.LineCount && i < kMaxRows; ++i, ++rows) {
         in.read(par.XT[i]);
         in.read(par.YT[i]);
         in.read(par.XA[i]);
         in.read(par.YA[i]);
     }
+    if (report != nullptr) report->tableEnd = kGridOffset + 4 + 32 * static_cast<std::int64_t>(rows);
 
-    readStacks(in, fileLength, par);
+    readStacks(in, fileLength, par, report);
     // A file that ends early is still a loaded file; the stored coefficients
     // are used as they are, with no fit.
+    return DataRead::Loaded;
+}
+
+}  // namespace vrncal_detail
+
+bool CBcdFile::SaveBcdFile(const char* path, tagLenPar& par) {
+    FileHandle file(path, "wb");
+    if (!file) return false;
+    const std::string bytes = vrncal_detail::dataFileBytes(par);
+    std::fwrite(bytes.data(), 1, bytes.size(), file.get());
+    // A failed write, flush or close is not reported: the result says only
+    // that the file could be opened.
+    file.close();
     return true;
+}
+
+bool CBcdFile::LoadBcdFile(const char* path, tagLenPar& par) {
+    // Emptied before anything else, so even a file that cannot be opened
+    // leaves no stale grids behind.
+    for (tagStack& st : par.Stacks) st.Points.clear();
+    par.Stacks.clear();
+
+    // Opened once: a stream is read whole here, so the text loader below
+    // reads the same bytes and the path is never opened twice.
+    Input in = Input::open(path);
+    if (!in.isOpen()) return false;
+
+    switch (vrncal_detail::readDataFile(in, par)) {
+        case DataRead::Loaded: return true;
+        case DataRead::RefusedVersion: return false;
+        case DataRead::NotDataFile: break;
+    }
+    // Anything else, even binary garbage or a file shorter than the magic, is
+    // taken for a correction table; the table carries points but no
+    // coefficients, so they are fitted here.
+    const int loaded = vrncal_detail::loadCorrectionTable(in, par);
+    if (loaded) CCalibAlg::MVLSMCoef(par);
+    return loaded != 0;
 }

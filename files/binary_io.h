@@ -9,7 +9,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <type_traits>
+
+#include "files/input.h"
 
 #if defined(__BYTE_ORDER__) && defined(__ORDER_LITTLE_ENDIAN__)
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
@@ -50,40 +53,30 @@ private:
 // are present over what it held, as a stream read leaves it.
 class BinaryReader {
 public:
-    explicit BinaryReader(std::FILE* f) : file_(f) {}
+    explicit BinaryReader(Input& in) : in_(in) {}
 
     bool ok() const { return ok_; }
     void fail() { ok_ = false; }
-    std::int64_t position() const { return pos_; }
+    std::int64_t position() const { return in_.position(); }
 
     bool seek(std::int64_t offset) {
         if (!ok_) return false;
-        if (std::fseek(file_, static_cast<long>(offset), SEEK_SET) != 0) return ok_ = false;
-        pos_ = offset;
+        if (!in_.seek(offset)) return ok_ = false;
         return true;
     }
 
-    // Length of the file in bytes, or -1 when it cannot be told (a pipe).
-    // Leaves the read position where it was.
+    // Length of the file in bytes, or -1 when it cannot be told.  Leaves the
+    // read position where it was.
     std::int64_t length() {
         if (!ok_) return -1;
-        const long here = std::ftell(file_);
-        if (here < 0 || std::fseek(file_, 0, SEEK_END) != 0) return -1;
-        const long end = std::ftell(file_);
-        if (std::fseek(file_, here, SEEK_SET) != 0) {
-            ok_ = false;
-            return -1;
-        }
-        return end;
+        return in_.length();
     }
 
     // Reads n bytes into dst; true when all n were there.  On a short read
     // the bytes that were there are in dst and the rest is untouched.
     bool readRaw(void* dst, std::size_t n) {
         if (!ok_) return false;
-        const std::size_t got = n == 0 ? 0 : std::fread(dst, 1, n, file_);
-        pos_ += static_cast<std::int64_t>(got);
-        if (got != n) return ok_ = false;
+        if (in_.read(dst, n) != n) return ok_ = false;
         return true;
     }
 
@@ -94,22 +87,23 @@ public:
     }
 
 private:
-    std::FILE* file_;
+    Input& in_;
     bool ok_ = true;
-    std::int64_t pos_ = 0;
 };
 
-// Writes raw values at absolute offsets.  Seeking past the end and writing
-// there leaves the skipped bytes zero, which is how every unlisted byte of
-// the files comes to be zero.
+// Builds a file's bytes at absolute offsets.  Seeking past the end and
+// writing there leaves the skipped bytes zero, which is how every unlisted
+// byte of the files comes to be zero; a later write over earlier bytes
+// replaces them, as it would in a file.
 class BinaryWriter {
 public:
-    explicit BinaryWriter(std::FILE* f) : file_(f) {}
-
-    void seek(long offset) { std::fseek(file_, offset, SEEK_SET); }
+    void seek(std::size_t offset) { pos_ = offset; }
 
     void writeRaw(const void* src, std::size_t n) {
-        if (n != 0) std::fwrite(src, 1, n, file_);
+        if (n == 0) return;
+        if (bytes_.size() < pos_ + n) bytes_.resize(pos_ + n, '\0');
+        std::memcpy(&bytes_[pos_], src, n);
+        pos_ += n;
     }
 
     template <typename T>
@@ -118,8 +112,11 @@ public:
         writeRaw(&v, sizeof v);
     }
 
+    const std::string& bytes() const { return bytes_; }
+
 private:
-    std::FILE* file_;
+    std::string bytes_;
+    std::size_t pos_ = 0;
 };
 
 }  // namespace vrncal_detail

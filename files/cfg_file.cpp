@@ -7,7 +7,9 @@
 #include <locale>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 
+#include "files/ini_syntax.h"
 #include "vrncal/string_util.h"
 
 namespace {
@@ -48,15 +50,11 @@ int CCfgFile::loadItems(std::string path) {
     std::string line;
     // Split at '\n' only: a CR before it stays in the line (and in the value).
     while (std::getline(in, line)) {
-        if (line.empty()) continue;
-        // Only the first character makes a comment; a later ';' is data.
-        if (line[0] == ';') continue;
+        const vrncal_detail::IniLine kind = vrncal_detail::classifyIniLine(line);
+        if (kind == vrncal_detail::IniLine::Skip) continue;
 
-        if (line[0] == '[') {
-            StringUtil::rtrim(line, "\r");
-            // The last character is dropped unseen: the ']' is assumed, never
-            // checked, and the name is not trimmed.  A lone "[" gives "".
-            std::string name = line.substr(1, line.size() - 2);
+        if (kind == vrncal_detail::IniLine::Section) {
+            const std::string name(vrncal_detail::iniSectionName(line));
             std::unique_ptr<tagDataSect> sect(new tagDataSect);
             sect->index = ordinal++;
             sect->name = name;
@@ -75,15 +73,13 @@ int CCfgFile::loadItems(std::string path) {
         // Keys before the first header belong nowhere.
         if (current == nullptr) continue;
 
-        // The position is a signed 32-bit number: "not found" becomes -1, so
-        // a line without '=' is both the key (up to npos) and the value (from
-        // 0).  Kept on purpose.
-        const int eq = static_cast<int>(line.find('='));
-        const long long valueStart = static_cast<long long>(eq) + 1;
+        std::string_view key;
+        std::string_view value;
+        vrncal_detail::splitIniItem(line, key, value);
         std::unique_ptr<tagDataItem> item(new tagDataItem);
         item->index = ordinal++;  // a repeated key still takes its number
-        item->key = line.substr(0, static_cast<std::string::size_type>(eq));
-        item->value = line.substr(static_cast<std::string::size_type>(valueStart));
+        item->key = std::string(key);
+        item->value = std::string(value);
         // The first occurrence of a key wins (unlike repeated sections).
         auto inserted = current->items.emplace(item->key, item.get());
         if (inserted.second) item.release();

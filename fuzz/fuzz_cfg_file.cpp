@@ -3,13 +3,19 @@
 
 #include <vrncal/vrncal.h>
 
+#include "alloc_guard.h"
 #include "fuzz_input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzFile file(data, size);
     if (!file.ok()) return 0;
     CCfgFile cfg;
-    cfg.loadItems(file.path());
+    {
+        // The store keeps every line as a record of its own: about 160
+        // bytes for the shortest line, never more than that per byte.
+        vrncal_check::AllocGuard guard(size, 128.0);
+        cfg.loadItems(file.path());
+    }
     std::vector<std::pair<std::string, std::string>> keys;
     for (const auto& sect : cfg.sections)
         if (sect.second)

@@ -36,7 +36,9 @@ bool RowReader::next_line(std::string_view& line) {
     constexpr std::size_t kBlock = 1 << 20;
     for (;;) {
         const char* from = buf_.data() + begin_;
-        if (const void* nl = std::memchr(from, '\n', end_ - begin_)) {
+        // memchr and memmove must not see the null data of an empty buffer.
+        const void* nl = end_ > begin_ ? std::memchr(from, '\n', end_ - begin_) : nullptr;
+        if (nl != nullptr) {
             const std::size_t len = static_cast<std::size_t>(static_cast<const char*>(nl) - from);
             line = std::string_view(from, len);
             begin_ += len + 1;
@@ -49,7 +51,7 @@ bool RowReader::next_line(std::string_view& line) {
             return true;
         }
         // Keep the unfinished line at the front, make room, read a block.
-        std::memmove(buf_.data(), from, end_ - begin_);
+        if (end_ > begin_) std::memmove(buf_.data(), from, end_ - begin_);
         end_ -= begin_;
         begin_ = 0;
         if (buf_.size() < end_ + kBlock) buf_.resize(end_ + kBlock);

@@ -42,6 +42,20 @@ public:
     // in the file or has a negative Size (its n * n points computed in 64
     // bits).  The stacks before it are kept, it and all later ones dropped, so
     // every loaded stack holds exactly Size * Size points.
+    //
+    // The path is opened once.  A regular file is read in place; anything
+    // else is read to its end first and then loaded from memory as a regular
+    // file of those bytes would be: a FIFO carrying a whole calibration of
+    // either form loads (opening it waits for a writer, as any open of a FIFO
+    // does).  A device that never ends (/dev/zero, /dev/urandom) is read
+    // until memory runs out, and std::bad_alloc leaves the call; /dev/null
+    // reads as an empty table (result false).  vrncal::load refuses all of
+    // these with a message instead.
+    //
+    // Memory follows the file: a data file costs at most 4 bytes per byte of
+    // the file (an 8-byte empty grid record becomes a 32-byte stack of the
+    // record), a correction table at most 3 bytes per byte plus a fixed
+    // amount (see docs/file-formats.md).
     static bool LoadBcdFile(const char* path, tagLenPar& par);
 
     // Reads a correction table text file into the record.  Returns 1 when the
@@ -58,7 +72,7 @@ public:
     // A numeric key whose value is not a number raises std::invalid_argument or
     // std::out_of_range ("stof"/"stoi") out of the call.  A null path raises
     // std::logic_error("basic_string::_M_construct null not valid") before
-    // anything is read.
+    // anything is read.  The path is opened once, as LoadBcdFile opens it.
     static int LoadCorFile(const char* path, tagLenPar& par);
 
     // Grid level to points per side: 1 -> 5, 2 -> 9, 3 -> 17, 4 -> 33,
@@ -68,7 +82,9 @@ public:
     // Reads FieldSize, ValSize and the count at offset 34 from a file's
     // header: LineCount in a data file, BoxLineCount in a base-parameter
     // file.  Always true; outputs that cannot be read keep their values (one
-    // cut by the end of the file takes the bytes present).
+    // cut by the end of the file takes the bytes present).  The path is read
+    // in place whatever it is: a FIFO gives nothing (it cannot be sought to
+    // offset 10), /dev/zero gives zeros.
     static bool GetBasePara(const char* path, double& fieldSize, double& valSize, int& count);
 
     // Writes the 38-byte base-parameter file: 10 zero bytes (no magic), then

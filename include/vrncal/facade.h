@@ -16,6 +16,8 @@ public:
 
     bool Calib9Pt(const tagLenPar& par, tagKelPointF& in, tagKelPointF& out);
     bool CalibBox(const tagLenPar& par, tagKelPointF& in, tagKelPointF& out);
+    // CBcdFile::LoadBcdFile.  For a load that never throws and says what is
+    // wrong with a file, see vrncal::load (vrncal/file_io.h).
     bool loadUcf(const char* path, tagLenPar& par);
     bool saveUcf(const char* path, tagLenPar& par);
     bool getRecManParas(double* measured, double* current, double* result);

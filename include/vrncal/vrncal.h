@@ -14,5 +14,8 @@
 #include "vrncal/string_util.h"
 #include "vrncal/facade.h"
 #include "vrncal/batch.h"
+#include "vrncal/file_io.h"
+#include "vrncal/validate.h"
+#include "vrncal/version.h"
 
 #endif

@@ -21,7 +21,7 @@ endforeach()
 
 # 1. find_package
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/cmake-build
-    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX})
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-build)
 run(${WORK_DIR}/cmake-build/consumer ${SAMPLE})
 if(NOT last_output MATCHES "^32688 32820\n$")
@@ -33,7 +33,8 @@ set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
 run(pkg-config --cflags --libs vrncal)
 string(STRIP "${last_output}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
-run(${CXX} -std=c++17 ${CONSUMER_DIR}/consumer.cpp ${flags} -Wl,-rpath,${prefix}/${LIBDIR}
+separate_arguments(extra UNIX_COMMAND "${CXX_FLAGS}")
+run(${CXX} -std=c++17 ${extra} ${CONSUMER_DIR}/consumer.cpp ${flags} -Wl,-rpath,${prefix}/${LIBDIR}
     -o ${WORK_DIR}/consumer-pc)
 run(${WORK_DIR}/consumer-pc ${SAMPLE})
 if(NOT last_output MATCHES "^32688 32820\n$")

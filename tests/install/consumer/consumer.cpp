@@ -1,5 +1,6 @@
-// A minimal host program built against the installed library: load a
-// calibration, correct a point one at a time and in a batch, print counts.
+// A minimal host program built against the installed library: check the
+// version, load a calibration, correct a point one at a time and in a batch,
+// print counts.
 #include <cstdio>
 #include <cstring>
 
@@ -10,10 +11,15 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: consumer CALIBRATION\n");
         return 2;
     }
+    if (std::strcmp(vrncal::version(), VRNCAL_VERSION_STRING) != 0) {
+        std::fprintf(stderr, "built against %s, running with %s\n", VRNCAL_VERSION_STRING, vrncal::version());
+        return 1;
+    }
     tagLenPar lens;
     VrnCal cal;
-    if (!cal.loadUcf(argv[1], lens)) {
-        std::fprintf(stderr, "%s: not loaded\n", argv[1]);
+    const vrncal::LoadResult loaded = vrncal::load(argv[1], lens);
+    if (!loaded) {
+        std::fprintf(stderr, "%s\n", loaded.message.c_str());
         return 1;
     }
     lens.CalMode = 1;
