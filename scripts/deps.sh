@@ -5,6 +5,7 @@
 set -euo pipefail
 packages=(cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
           libcairo2-dev libcli11-dev libfmt-dev nlohmann-json3-dev fonts-dejavu-core
+          libopencv-dev libpng-dev libtiff-dev
           pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib)
 [ "${1:-}" = "--fuzz" ] && packages+=(clang-14 clang libclang-rt-14-dev)
 missing=()

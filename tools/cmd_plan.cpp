@@ -6,6 +6,7 @@
 #include "commands.h"
 #include "errors.h"
 #include "print.h"
+#include "scan_cli.h"
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/measure.h"
@@ -27,6 +28,19 @@ const char* kFramesHelp =
     "up at the caller's point) and the nine points in the frame the nine-point model sees, the\n"
     "caller's point with the invert signs applied: the import converts them.";
 
+const char* kScanHelp =
+    "vrncal measure SCAN --plan JOB -o FILE: finds the marks on a scan of the sheet marked with the\n"
+    "job (planned with --mark), matches them to the job's marks whatever the sheet's angle, side\n"
+    "or place on the scanner, and writes the measurement file for 'vrncal measure import'.  The\n"
+    "scan sets its own frame: origin at the centre mark, x along the centre row, y towards row 0\n"
+    "(the side of the orientation marker); a pixel is 25.4 / dpi mm times --scale.  It reports the\n"
+    "marks found, matched and rejected (with pixel positions) and each centre's uncertainty, and\n"
+    "exits with 1 when marks are missing (they are left blank) unless --allow-missing.\n\n"
+    "Examples:\n"
+    "  vrncal measure grid9.png --plan grid9.csv -o grid9-measured.csv --overlay grid9-found.png\n"
+    "  vrncal measure import head.cor grid9-measured.csv\n"
+    "See docs/measuring-from-a-scan.md.";
+
 int parse_stage(const std::string& s) {
     if (s == "nine" || s == "3") return 3;
     const auto n = parse_int(s);
@@ -44,27 +58,38 @@ std::string sizes(const std::vector<int>& through) {
 }
 
 struct JobArgs {
-    std::string table, job, templ, stage = "nine";
+    std::string table, job, templ, stage = "nine", mark;
     bool linear = false;
-    std::optional<double> field_size;
+    std::optional<double> field_size, mark_size;
 };
+
+Shape parse_shape(const std::string& s) {
+    if (s.empty()) return Shape::None;
+    if (s == "dot") return Shape::Dot;
+    if (s == "cross") return Shape::Cross;
+    throw ToolError(fmt::format("plan: --mark '{}': a mark is a dot or a cross", s));
+}
 
 void require_outputs(const JobArgs& a) {
     if (a.job.empty() && a.templ.empty())
         throw ToolError("plan: name the job to write (--job), the template (--template) or both");
     if (!a.job.empty() && !a.templ.empty() && a.job != "-" && (a.job == a.templ || same_file(a.job, a.templ)))
         throw ToolError("plan: --job and --template name the same file");
+    if (parse_shape(a.mark) == Shape::None && a.mark_size) throw ToolError("plan: --mark-size goes with --mark");
 }
 
 void write_job(const JobArgs& a, const Context& ctx) {
     require_outputs(a);
     const TableFile table = read_table_file(a.table, load_options(ctx, a.field_size));
-    const StageJob job = stage_job(table, parse_stage(a.stage), a.linear);
-    if (!a.job.empty()) write_output(a.job, job_text(job.marks), {a.table});
-    if (!a.templ.empty()) write_output(a.templ, template_text(job.marks), {a.table});
-    const std::string how = job.drive == Drive::Linear
-                                ? std::string("driven linearly")
-                                : "driven through the table as it stands (" + sizes(job.through) + ")";
+    const StageJob job = stage_job(table, parse_stage(a.stage), a.linear, parse_shape(a.mark), a.mark_size);
+    if (!a.job.empty()) write_output(a.job, job_text(job.file()), {a.table});
+    if (!a.templ.empty()) write_output(a.templ, template_text(job.file()), {a.table});
+    std::string how = job.drive == Drive::Linear
+                          ? std::string("driven linearly")
+                          : "driven through the table as it stands (" + sizes(job.through) + ")";
+    if (job.style.shape != Shape::None)
+        how += fmt::format(", drawn as {} of {:.4g} counts with an orientation marker beside mark 0",
+                           job.style.shape == Shape::Dot ? "dots" : "crosses", job.style.size);
     const std::string& shown = a.job.empty() ? a.templ : a.job;
     if (shown != "-") print("{}: {}, {} marks {}\n", shown, stage_name(job.size), job.marks.size(), how);
     if (!a.templ.empty() && a.templ != "-")
@@ -127,6 +152,9 @@ struct VerifyArgs {
 
 void write_verification_job(const VerifyArgs& a, const Context& ctx) {
     require_outputs(a.job);
+    if (!a.job.mark.empty())
+        throw ToolError("plan verify: --mark draws the marks of a stage job; a verification job is measured at its "
+                        "marks' centres, with calipers, a microscope or a camera");
     const Calibration cal = load(a.job.table, ctx, a.job.field_size);
     const auto marks = verification_marks(cal.par, a.pattern);
     if (!a.job.job.empty()) write_output(a.job.job, job_text(marks), {a.job.table});
@@ -144,6 +172,10 @@ void write_verification_job(const VerifyArgs& a, const Context& ctx) {
 void add_job_outputs(CLI::App* cmd, JobArgs& a) {
     cmd->add_option("--job", a.job, "Marking job to write (CSV: index,row,column,x,y,u,v), '-' for standard output");
     cmd->add_option("--template", a.templ, "Measurement template to write (the job plus empty measured_x,measured_y)");
+    cmd->add_option("--mark", a.mark, "Draw each mark as a 'dot' or a 'cross' and add an orientation marker, for "
+                                      "measuring the sheet from a scan (vrncal measure SCAN)");
+    cmd->add_option("--mark-size", a.mark_size, "With --mark: the mark's size across, field units (default 0.4 or a "
+                                                "quarter of the pitch, whichever is less)");
 }
 
 }  // namespace
@@ -210,8 +242,11 @@ void add_plan_command(CLI::App& app, Context& ctx) {
 }
 
 void add_measure_command(CLI::App& app, Context& ctx) {
-    auto* cmd = app.add_subcommand("measure", "Import measured marks into a correction table");
-    cmd->require_subcommand(1);
+    auto* cmd = app.add_subcommand("measure", "Measure the marks on a scan of a marked sheet, or import measured marks "
+                                              "into a correction table");
+    cmd->require_subcommand(0, 1);
+    add_measure_scan(cmd, ctx);
+    cmd->footer(kScanHelp);
     auto a = std::make_shared<ImportArgs>();
     auto* imp = cmd->add_subcommand("import", "Check measurements of a stage and write them into the table");
     imp->add_option("TABLE", a->table, "Correction table (text), edited in place")->required();

@@ -10,6 +10,7 @@
 #include "errors.h"
 #include "plot.h"
 #include "print.h"
+#include "scan_cli.h"
 #include "verify_report.h"
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
@@ -107,6 +108,7 @@ struct SimulateArgs {
     std::string output;
     std::string save_lens;
     std::string job, table;
+    RenderArgs scan;
 };
 
 void check_noise(const SimulateArgs& a) {
@@ -146,12 +148,14 @@ void run_simulate_job(const SimulateArgs& a, const Head& head, const Context& ct
     if (a.output != "-")
         print("{}: {} marks of {} measured on the simulated head (noise {} um){}\n", a.output, marks.size(), a.job,
               a.noise, in_place ? "; filled in place" : "");
+    render_job_scan(a.scan, head, par, a.job, a.seed, a.output == "-");
 }
 
 void run_simulate(const SimulateArgs& a, const Context& ctx) {
     const auto head = resolve_head(a.head, "simulate", NoHead::DefaultLens);
     if (!a.job.empty()) return run_simulate_job(a, *head, ctx);
     if (!a.table.empty()) throw ToolError("simulate: --table goes with --job");
+    if (!a.scan.path.empty()) throw ToolError("simulate: --scan goes with --job");
     SimulateOptions opt;
     opt.head = head.get();
     opt.field_size = a.field_size.value_or(100.0);
@@ -182,7 +186,7 @@ struct EvaluateArgs {
     VerifyOptions verify;
     std::optional<double> field_size;
     int pattern = 101;
-    bool json = false;
+    bool json = false, placed = false;
     std::optional<double> tolerance;
 };
 
@@ -193,13 +197,14 @@ int run_evaluate(const EvaluateArgs& a, const Context& ctx) {
     const auto head = resolve_head(a.head, "evaluate", a.verify.any() ? NoHead::None : NoHead::Refused);
     if (head) head->check_range(cal.par);
     if (a.pattern < 2 || a.pattern > 2001) throw ToolError("evaluate: --pattern must be 2 to 2001 points per side");
-    const auto stages = head ? evaluate_stages(*head, cal.par, a.pattern) : std::vector<Stage>{};
+    const auto stages = head ? evaluate_stages(*head, cal.par, a.pattern, a.placed) : std::vector<Stage>{};
     const VerifySections verified = verify_sections(cal, a.file, a.verify);
     if (a.json) {
         nlohmann::ordered_json j;
         j["file"] = a.file;
         j["field"] = cal.par.ValSize;
         if (head) {
+            if (a.placed) j["placed"] = true;
             j["points"] = a.pattern * a.pattern;
             auto& arr = j["stages"] = nlohmann::ordered_json::array();
             for (const auto& s : stages)
@@ -215,8 +220,8 @@ int run_evaluate(const EvaluateArgs& a, const Context& ctx) {
         if (head) {
             std::size_t w = 5;
             for (const auto& s : stages) w = std::max(w, s.name.size());
-            out = fmt::format("{}: landing error over {} x {} targets in +-{} (um)\n", a.file, a.pattern, a.pattern,
-                              0.5 * cal.par.ValSize);
+            out = fmt::format("{}: landing error over {} x {} targets in +-{} (um){}\n", a.file, a.pattern, a.pattern,
+                              0.5 * cal.par.ValSize, a.placed ? ", the field turned and shifted into place" : "");
             out += fmt::format("  {:<{}}  {:>9}  {:>9}  {:>9}\n", "stage", w, "max", "rms", "p95");
             for (const auto& s : stages)
                 out += fmt::format("  {:<{}}  {:>9.2f}  {:>9.2f}  {:>9.2f}\n", s.name, w, s.stats.max, s.stats.rms,
@@ -305,6 +310,7 @@ void add_simulate_command(CLI::App& app, Context& ctx) {
     cmd->add_option("--save-lens", a->save_lens, "Also write the lens used as a lens file, for evaluate and plot");
     cmd->add_option("--job", a->job, "Mark this job (or template) instead and write it filled with measurements");
     cmd->add_option("--table", a->table, "With --job: the table the job was planned on (field size and flags)");
+    add_render_options(cmd, a->scan);
     cmd->add_option("-o,--output", a->output, "Correction table to write, '-' for standard output; with --job the "
                                               "filled measurement file")
         ->required();
@@ -314,7 +320,10 @@ void add_simulate_command(CLI::App& app, Context& ctx) {
                             "With --job the simulator plays the machine for one stage: it drives the head to each "
                             "mark's\nu,v, measures where the spot lands (in the caller's frame, with the noise "
                             "asked for) and\nwrites the job with measured_x,measured_y filled in, ready for "
-                            "'vrncal measure import'.\n\n") +
+                            "'vrncal measure import'.  With --scan it also renders the scan of the marked sheet (a\n"
+                            "job planned with --mark): the marks where the head lands them, the sheet turned and "
+                            "offset on\nthe scanner, blur, noise, uneven paper and dust, for 'vrncal measure SCAN'; "
+                            "the filled\nfile then holds the true landings to compare with.\n\n") +
                 kModelHelp +
                 "\n\nExamples:\n  vrncal simulate --lens examples/lens.ini --grids 9,17 --noise 2 --seed 7 -o "
                 "sample.cor\n  vrncal simulate --head examples/head.csv --field-size 126 --val-size 120 -o head.cor\n"
@@ -336,6 +345,8 @@ void add_evaluate_command(CLI::App& app, Context& ctx) {
                     "Exit with status 1 when the final largest error (simulated or measured) exceeds this (um), or "
                     "is not a number");
     cmd->add_flag("--json", a->json, "Print the table as JSON");
+    cmd->add_flag("--placed", a->placed, "Judge the field's shape: the landings first turned and shifted onto the "
+                                         "targets as well as they can be (for a calibration measured from scans)");
     cmd->footer(std::string("Drives the simulated head (--lens or --head) over an n x n pattern of targets spanning "
                             "+-ValSize/2,\nfirst linearly, then through the nine-point correction alone, then adding "
                             "the grids one by\none, and reports the distance between target and landing: largest, "

@@ -23,13 +23,17 @@ struct Stage {
 std::vector<tagKelPointF> target_pattern(int n, double val_size);
 
 // Landing errors in micrometres of the targets driven through par: through
-// the correction CalMode selects, or linearly.
+// the correction CalMode selects, or linearly.  Placed: once the landings
+// are turned and shifted onto the targets as well as one rotation and one
+// shift can (least squares), the error of the field's shape wherever the
+// field lies, as a calibration measured from scans, which fix their own
+// frame, is judged.
 std::vector<double> landing_errors_um(const Head& head, const tagLenPar& par,
-                                      const std::vector<tagKelPointF>& targets, bool corrected);
+                                      const std::vector<tagKelPointF>& targets, bool corrected, bool placed = false);
 
 // One stage per step of the calibration, over an n x n pattern spanning
 // +-ValSize/2.  Throws Error unless 2 <= n <= 2001.
-std::vector<Stage> evaluate_stages(const Head& head, const tagLenPar& par, int n);
+std::vector<Stage> evaluate_stages(const Head& head, const tagLenPar& par, int n, bool placed = false);
 
 }  // namespace vrncal::workflow
 

@@ -20,12 +20,30 @@ bool is_stage_size(int size) {
 
 std::string stage_name(int size) { return size == 3 ? "nine points" : fmt::format("{}x{} grid", size, size); }
 
+std::string shape_name(Shape shape) {
+    return shape == Shape::Dot ? "dot" : shape == Shape::Cross ? "cross" : "";
+}
+
+namespace {
+
+// p: the record with the grid correction selected.
+tagKelPointF drive_point(const tagLenPar& p, float x, float y, Drive drive) {
+    VrnCal vc;
+    tagKelPointF out{};
+    if (drive == Drive::Linear)
+        vc.LP2DPEX_Cal(tagKelPointF{x, y}, out, p);
+    else
+        vc.CalibPoint(p, tagKelPointF{x, y}, out);
+    return out;
+}
+
+}  // namespace
+
 std::vector<Mark> plan_marks(const tagLenPar& par, int size, Drive drive) {
     tagLenPar p = par;
     p.CalMode = 1;
-    VrnCal vc;
     std::vector<Mark> marks;
-    const auto nominal = nominal_grid(size, p.ValSize);
+    const auto nominal = nominal_grid(size, par.ValSize);
     for (int i = 0; i < size * size; ++i) {
         Mark m;
         m.index = i;
@@ -33,16 +51,40 @@ std::vector<Mark> plan_marks(const tagLenPar& par, int size, Drive drive) {
         m.column = i % size;
         m.x = nominal[static_cast<std::size_t>(i)].X;
         m.y = nominal[static_cast<std::size_t>(i)].Y;
-        tagKelPointF out{};
-        if (drive == Drive::Linear)
-            vc.LP2DPEX_Cal(tagKelPointF{m.x, m.y}, out, p);
-        else
-            vc.CalibPoint(p, tagKelPointF{m.x, m.y}, out);
+        const tagKelPointF out = drive_point(p, m.x, m.y, drive);
         m.u = out.x;
         m.v = out.y;
         marks.push_back(m);
     }
     return marks;
+}
+
+Mark orientation_mark(const tagLenPar& par, int size, Drive drive) {
+    const double pitch = par.ValSize / (size - 1);
+    Mark m;
+    m.index = size * size;
+    m.row = m.column = -1;
+    m.x = static_cast<float>(-0.5 * par.ValSize + kMarkerColumn * pitch);
+    m.y = static_cast<float>(0.5 * par.ValSize - kMarkerRow * pitch);
+    tagLenPar p = par;
+    p.CalMode = 1;
+    const tagKelPointF out = drive_point(p, m.x, m.y, drive);
+    m.u = out.x;
+    m.v = out.y;
+    return m;
+}
+
+MarkStyle mark_style(const tagLenPar& par, int size, Shape shape, std::optional<double> size_fu) {
+    MarkStyle style;
+    style.shape = shape;
+    if (shape == Shape::None) return style;
+    const double pitch = par.ValSize / (size - 1);
+    const double across = size_fu.value_or(std::min(0.4, 0.25 * pitch));
+    if (!(across > 0.0) || !(across <= 0.5 * pitch))
+        throw Error(fmt::format("the mark size {} must be above 0 and at most half the pitch of the {}, {}", across,
+                                stage_name(size), 0.5 * pitch));
+    style.size = static_cast<float>(across * par.Resolution / par.FieldSize);
+    return style;
 }
 
 tagLenPar drive_record(const tagLenPar& calibration, int size) {
@@ -72,25 +114,35 @@ std::vector<tagCalData> stored_points(const tagLenPar& par, int size, const std:
     return pts;
 }
 
-namespace {
-
 std::string mark_fields(const Mark& m) {
     return fmt::format("{},{},{},{},{},{},{}", m.index, m.row, m.column, m.x, m.y, m.u, m.v);
 }
 
+std::string job_text(const std::vector<Mark>& marks) { return job_text(JobFile{marks, {}, std::nullopt}); }
+
+std::string template_text(const std::vector<Mark>& marks) { return template_text(JobFile{marks, {}, std::nullopt}); }
+
+namespace {
+
+// The job's lines, each followed by tail.
+std::string job_lines(const JobFile& job, const std::string& header, const std::string& tail) {
+    const bool styled = job.style.shape != Shape::None;
+    std::string s = "index,row,column,x,y,u,v" + std::string(styled ? ",shape,shape_size,role" : "") + header + "\n";
+    const std::string style = styled ? fmt::format(",{},{}", shape_name(job.style.shape), job.style.size) : "";
+    for (const auto& m : job.marks) s += mark_fields(m) + (styled ? style + ",node" : "") + tail + "\n";
+    if (styled && job.orientation) {
+        const Mark& o = *job.orientation;
+        s += fmt::format("{},{},{},{},{},{},{}{},orientation{}\n", o.index, kMarkerRow, kMarkerColumn, o.x, o.y, o.u,
+                         o.v, style, tail);
+    }
+    return s;
+}
+
 }  // namespace
 
-std::string job_text(const std::vector<Mark>& marks) {
-    std::string s = "index,row,column,x,y,u,v\n";
-    for (const auto& m : marks) s += mark_fields(m) + "\n";
-    return s;
-}
+std::string job_text(const JobFile& job) { return job_lines(job, "", ""); }
 
-std::string template_text(const std::vector<Mark>& marks) {
-    std::string s = "index,row,column,x,y,u,v,measured_x,measured_y\n";
-    for (const auto& m : marks) s += mark_fields(m) + ",,\n";
-    return s;
-}
+std::string template_text(const JobFile& job) { return job_lines(job, ",measured_x,measured_y", ",,"); }
 
 std::string measured_text(const std::vector<Mark>& marks, const std::vector<tagKelPointF>& measured) {
     std::string s = "index,row,column,x,y,u,v,measured_x,measured_y\n";
@@ -99,7 +151,20 @@ std::string measured_text(const std::vector<Mark>& marks, const std::vector<tagK
     return s;
 }
 
-std::vector<Mark> read_job(const std::string& path) {
+std::vector<Mark> read_job(const std::string& path) { return read_job_file(path).marks; }
+
+namespace {
+
+Shape shape_of(const CsvFile& f, const CsvRow& row, int col) {
+    const std::string& s = row.fields[static_cast<std::size_t>(col)];
+    if (s == "dot") return Shape::Dot;
+    if (s == "cross") return Shape::Cross;
+    throw Error(fmt::format("{}:{}: shape '{}' is neither dot nor cross", f.path, row.line, s));
+}
+
+}  // namespace
+
+JobFile read_job_file(const std::string& path) {
     const CsvFile f = read_csv(path);
     static const char* names[] = {"index", "row", "column", "x", "y", "u", "v"};
     int col[7];
@@ -109,8 +174,42 @@ std::vector<Mark> read_job(const std::string& path) {
             throw Error(fmt::format("{}:{}: a marking job has the columns index,row,column,x,y,u,v; '{}' is missing",
                                     path, f.header_line, names[k]));
     }
-    std::vector<Mark> marks;
+    const int shape_col = f.column("shape"), size_col = f.column("shape_size"), role_col = f.column("role");
+    if ((shape_col < 0) != (size_col < 0))
+        throw Error(fmt::format("{}:{}: the mark style needs both columns shape and shape_size", path, f.header_line));
+    JobFile job;
+    std::vector<Mark>& marks = job.marks;
+    int style_line = 0;
     for (const auto& row : f.rows) {
+        const bool marker = !f.blank(row, role_col) && row.fields[static_cast<std::size_t>(role_col)] == "orientation";
+        if (!f.blank(row, role_col) && !marker && row.fields[static_cast<std::size_t>(role_col)] != "node")
+            throw Error(fmt::format("{}:{}: role '{}' is neither node nor orientation", path, row.line,
+                                    row.fields[static_cast<std::size_t>(role_col)]));
+        if (shape_col >= 0) {
+            const MarkStyle style{shape_of(f, row, shape_col),
+                                  static_cast<float>(f.number(row, size_col, "shape_size"))};
+            if (!(style.size > 0.0f))
+                throw Error(fmt::format("{}:{}: shape_size {} is not positive", path, row.line, style.size));
+            if (style_line != 0 && (style.shape != job.style.shape || style.size != job.style.size))
+                throw Error(fmt::format("{}:{}: the mark is drawn unlike the one on line {}: every mark of a job has "
+                                        "one shape and size",
+                                        path, row.line, style_line));
+            job.style = style;
+            style_line = row.line;
+        }
+        if (marker) {
+            if (job.orientation)
+                throw Error(fmt::format("{}:{}: a second orientation marker", path, row.line));
+            Mark o;
+            o.index = -1;
+            o.row = o.column = -1;
+            o.x = static_cast<float>(f.number(row, col[3], "x"));
+            o.y = static_cast<float>(f.number(row, col[4], "y"));
+            o.u = static_cast<float>(f.number(row, col[5], "u"));
+            o.v = static_cast<float>(f.number(row, col[6], "v"));
+            job.orientation = o;
+            continue;
+        }
         double v[7];
         for (int k = 0; k < 7; ++k) v[k] = f.number(row, col[k], names[k]);
         Mark m;
@@ -127,7 +226,8 @@ std::vector<Mark> read_job(const std::string& path) {
         marks.push_back(m);
     }
     if (marks.empty()) throw Error(path + ": the job holds no marks");
-    return marks;
+    if (job.orientation) job.orientation->index = static_cast<int>(marks.size());
+    return job;
 }
 
 }  // namespace vrncal::workflow

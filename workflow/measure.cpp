@@ -71,7 +71,10 @@ std::vector<Reading> readings_of(const CsvFile& f, const Columns& c) {
         if (col < 0) return std::nullopt;
         return f.number(row, col, name);
     };
+    const int role = f.column("role");
     for (const auto& row : f.rows) {
+        // A filled scanning job: its orientation marker measures nothing.
+        if (!f.blank(row, role) && row.fields[static_cast<std::size_t>(role)] == "orientation") continue;
         Reading r;
         r.line = row.line;
         r.index = whole(row, c.index, "index");

@@ -31,14 +31,26 @@ void create_table(const std::string& path, const HeadSettings& s, bool replace) 
     write_table_file(path, table_text(t), s.field_size, [](const tagLenPar&) { return std::vector<std::string>{}; });
 }
 
-StageJob stage_job(const TableFile& table, int size, bool linear) {
+namespace {
+
+void add_style(StageJob& job, const tagLenPar& drive, Shape shape, std::optional<double> mark_size) {
+    job.style = mark_style(drive, job.size, shape, mark_size);
+    if (shape != Shape::None) job.orientation = orientation_mark(drive, job.size, job.drive);
+}
+
+}  // namespace
+
+StageJob stage_job(const TableFile& table, int size, bool linear, Shape shape, std::optional<double> mark_size) {
     if (!is_stage_size(size))
         throw Error(fmt::format("a stage is the nine points or a grid of 5, 9, 17, 25, 33 or 65 points per side, not {}",
                                 size));
+    if (shape == Shape::None && mark_size)
+        throw Error("a mark size goes with a mark shape");
     StageJob job;
     job.size = size;
     if (size == 3 || linear) {
         job.marks = plan_marks(table.settings, size, Drive::Linear);
+        add_style(job, table.settings, shape, mark_size);
         return job;
     }
     if (!table.calibration)
@@ -49,6 +61,7 @@ StageJob stage_job(const TableFile& table, int size, bool linear) {
     job.drive = Drive::Corrected;
     job.marks = plan_marks(drive, size, Drive::Corrected);
     for (const auto& g : drive.Stacks) job.through.push_back(g.Size);
+    add_style(job, drive, shape, mark_size);
     return job;
 }
 

@@ -3,6 +3,7 @@
 #ifndef VRNCAL_WORKFLOW_PLAN_H
 #define VRNCAL_WORKFLOW_PLAN_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,12 +29,19 @@ struct StageJob {
     Drive drive = Drive::Linear;
     std::vector<Mark> marks;
     std::vector<int> through;  // sizes of the grids the drive goes through
+    MarkStyle style;                 // how the marks are drawn
+    std::optional<Mark> orientation;  // with a shape: the orientation marker
+
+    JobFile file() const { return JobFile{marks, style, orientation}; }
 };
 
 // The job of a stage: the nine points driven linearly; a grid driven through
 // the table as it stands, without that grid (or linearly when asked: a
-// single-pass grid).  Throws Error.
-StageJob stage_job(const TableFile& table, int size, bool linear);
+// single-pass grid).  With a shape, the marks are drawn that way, mark_size
+// field units across (see mark_style), and the job has an orientation
+// marker, so that its marks can be measured from a scan.  Throws Error.
+StageJob stage_job(const TableFile& table, int size, bool linear, Shape shape = Shape::None,
+                   std::optional<double> mark_size = std::nullopt);
 
 }  // namespace vrncal::workflow
 
