@@ -2,6 +2,7 @@
 #include <cmath>
 #include <fmt/format.h>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "workflow/atomic_file.h"
@@ -96,6 +97,7 @@ struct CorrectOptions {
     bool linear = false;
     bool strict = false;
     bool echo = false;
+    std::optional<double> field_size;
 };
 
 // Option values that would give wrong counts without a word.
@@ -109,7 +111,7 @@ void check_options(const CorrectOptions& o) {
 
 void run_correct(const CorrectOptions& o, const Context& ctx) {
     check_options(o);
-    Calibration cal = load(o.calibration, ctx);
+    Calibration cal = load(o.calibration, ctx, o.field_size);
     tagLenPar& par = cal.par;
     if (o.mode == "box" || !o.box.empty()) {
         par.CalMode = 0;
@@ -163,6 +165,7 @@ void add_correct_command(CLI::App& app, Context& ctx) {
     auto* linear = cmd->add_flag("--linear", o->linear, "Plain linear conversion without any correction");
     cmd->add_flag("--strict", o->strict,
                   "Fail (status 1, no output file) when a point lies outside the calibrated field");
+    add_field_size_option(cmd, o->field_size);
     add_force_flag(cmd, ctx);
     linear->excludes(mode)->excludes(scale)->excludes(shift);
     cmd->add_flag("--echo", o->echo, "Print each field point before its device point: 'x y u v'");
