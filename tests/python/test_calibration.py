@@ -154,3 +154,12 @@ def test_validate_lists_the_problems():
     cal.grids[0] = g
     assert [(p.code, p.grid) for p in cal.validate()] == [("grid-not-regular", 0), ("grid-pitch-mismatch", 0)]
     assert cal.validate()[0].message.startswith("grid 0 (9 x 9): 1 of 64 cells can never be found")
+
+
+def test_a_calibration_that_cannot_be_right_loads_only_with_force(tmp_path):
+    path = tmp_path / "cal.cor"
+    path.write_text(TABLE.replace("ValSize=", "ValSize =", 1))
+    with pytest.raises(vrncal.CalibrationError, match=r":8: key 'ValSize ' has blanks around it") as e:
+        vrncal.load(path)
+    assert "refused: 3 errors above" in str(e.value)
+    assert vrncal.load(path, force=True).val_size == 100  # the record's default: the key is not read
