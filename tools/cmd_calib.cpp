@@ -12,7 +12,7 @@
 #include "workflow/atomic_file.h"
 #include "workflow/calfile.h"
 #include "workflow/fit_report.h"
-#include "workflow/inspect.h"
+#include "workflow/summary.h"
 #include "workflow/lens.h"
 #include "workflow/measured_head.h"
 #include "workflow/table_file.h"

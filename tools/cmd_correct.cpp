@@ -46,14 +46,7 @@ void BlockCorrector::run(const tagKelPointF* in, tagKelPointF* out, std::size_t 
 CorrectCount correct_points(const tagLenPar& par, Conversion conv, const std::string& points,
                             const std::string& output, const CorrectChecks& checks, bool echo) {
     RowReader reader(points, 2);
-    std::unique_ptr<AtomicFile> file;
-    std::FILE* out = stdout;
-    std::string out_name = "standard output";
-    if (!output.empty() && output != "-") {
-        file = std::make_unique<AtomicFile>(output, checks.inputs);
-        out = file->stream();
-        out_name = output;
-    }
+    PointOutput out(output, checks.inputs);
     CorrectCount count;
     const double half = checks.field_half;
     const BlockCorrector corrector(par, conv);
@@ -75,12 +68,12 @@ CorrectCount correct_points(const tagLenPar& par, Conversion conv, const std::st
                 append_point(buf, dev[i]);
             }
         }
-        flush_buffer(buf, out, out_name);
+        out.flush(buf);
     }
     if (checks.strict && count.outside > 0)
         throw ToolError(fmt::format("{}: {}; {}", reader.name(), outside_text(count, half, par),
-                                    file ? "nothing written" : "--strict"));
-    if (file) file->commit();
+                                    out.to_file() ? "nothing written" : "--strict"));
+    out.commit();
     return count;
 }
 

@@ -59,14 +59,7 @@ int run_inverse(const InverseArgs& a, const Context& ctx) {
     const Inverter inverter(par, opt);
 
     RowReader reader(a.points, 2);
-    std::unique_ptr<AtomicFile> file;
-    std::FILE* out = stdout;
-    std::string out_name = "standard output";
-    if (!a.output.empty() && a.output != "-") {
-        file = std::make_unique<AtomicFile>(a.output, std::vector<std::string>{a.calibration, a.points, a.box});
-        out = file->stream();
-        out_name = a.output;
-    }
+    PointOutput out(a.output, {a.calibration, a.points, a.box});
     fmt::memory_buffer buf;
     auto put = std::back_inserter(buf);
     std::size_t failed = 0;
@@ -96,10 +89,10 @@ int run_inverse(const InverseArgs& a, const Context& ctx) {
         } else {
             fmt::format_to(put, "{} {}\n", r.field.x, r.field.y);
         }
-        if (buf.size() > (1 << 16)) flush_buffer(buf, out, out_name);
+        if (buf.size() > (1 << 16)) out.flush(buf);
     }
-    flush_buffer(buf, out, out_name);
-    if (file) file->commit();
+    out.flush(buf);
+    out.commit();
     if (failed > 0) {
         print_error(fmt::format("{}: {} device point(s) without a field point (see the status column)",
                                 reader.name(), failed));

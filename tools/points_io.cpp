@@ -215,10 +215,23 @@ void append_points(fmt::memory_buffer& buf, const tagKelPointF* p, std::size_t n
     buf.resize(at);
 }
 
-void flush_buffer(fmt::memory_buffer& buf, std::FILE* out, const std::string& name) {
-    if (buf.size() != 0 && std::fwrite(buf.data(), 1, buf.size(), out) != buf.size())
-        throw ToolError(name + ": write failed: " + std::strerror(errno));
+PointOutput::PointOutput(const std::string& path, const std::vector<std::string>& inputs) {
+    if (path.empty() || path == "-") return;
+    file_ = std::make_unique<workflow::AtomicFile>(path, inputs);
+    out_ = file_->stream();
+    name_ = path;
+}
+
+PointOutput::~PointOutput() = default;
+
+void PointOutput::flush(fmt::memory_buffer& buf) {
+    if (buf.size() != 0 && std::fwrite(buf.data(), 1, buf.size(), out_) != buf.size())
+        throw ToolError(name_ + ": write failed: " + std::strerror(errno));
     buf.clear();
+}
+
+void PointOutput::commit() {
+    if (file_) file_->commit();
 }
 
 }  // namespace vrncal::tools

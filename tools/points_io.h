@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,8 @@
 #include <fmt/format.h>
 
 #include <vrncal/records.h>
+
+#include "workflow/atomic_file.h"
 
 namespace vrncal::tools {
 
@@ -75,8 +78,24 @@ void append_point(fmt::memory_buffer& buf, tagKelPointF p);
 // Appends n points, each as append_point does.
 void append_points(fmt::memory_buffer& buf, const tagKelPointF* p, std::size_t n);
 
-// Writes a buffer to a stream and empties it; throws ToolError on failure.
-void flush_buffer(fmt::memory_buffer& buf, std::FILE* out, const std::string& name);
+// Where a command writes its lines of points: a file written whole or not
+// at all (AtomicFile; it may not be one of inputs), or standard output for
+// "" or "-".
+class PointOutput {
+public:
+    PointOutput(const std::string& path, const std::vector<std::string>& inputs);
+    ~PointOutput();
+    bool to_file() const { return file_ != nullptr; }
+    // Writes the buffer and empties it; throws ToolError on failure.
+    void flush(fmt::memory_buffer& buf);
+    // Puts a file in place (nothing to do for standard output).
+    void commit();
+
+private:
+    std::unique_ptr<workflow::AtomicFile> file_;
+    std::FILE* out_ = stdout;
+    std::string name_ = "standard output";
+};
 
 }  // namespace vrncal::tools
 

@@ -13,7 +13,7 @@
 #include <vrncal/records.h>
 
 #include "workflow/head.h"
-#include "workflow/inspect.h"
+#include "workflow/summary.h"
 #include "workflow/units.h"
 #include "workflow/verification.h"
 

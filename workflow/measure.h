@@ -16,7 +16,7 @@
 
 #include <vrncal/records.h>
 
-#include "workflow/inspect.h"
+#include "workflow/summary.h"
 #include "workflow/job.h"
 #include "workflow/table_file.h"
 

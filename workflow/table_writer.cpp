@@ -6,7 +6,7 @@
 #include <tuple>
 #include <utility>
 
-#include "workflow/inspect.h"
+#include "workflow/summary.h"
 #include "workflow/numbers.h"
 #include "workflow/table_edit.h"
 

@@ -21,7 +21,7 @@
 #include "points.h"
 #include "workflow/calfile.h"
 #include "workflow/error.h"
-#include "workflow/inspect.h"
+#include "workflow/summary.h"
 
 namespace vrncal::python {
 

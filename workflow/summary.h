@@ -1,7 +1,7 @@
 // What a calibration holds and how well its nine points fit, as plain values
 // for `vrncal info` and `vrncal fit` (and any other front end) to show.
-#ifndef VRNCAL_WORKFLOW_INSPECT_H
-#define VRNCAL_WORKFLOW_INSPECT_H
+#ifndef VRNCAL_WORKFLOW_SUMMARY_H
+#define VRNCAL_WORKFLOW_SUMMARY_H
 
 #include <array>
 #include <string>

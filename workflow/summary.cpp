@@ -1,4 +1,4 @@
-#include "workflow/inspect.h"
+#include "workflow/summary.h"
 
 #include <algorithm>
 #include <cmath>
